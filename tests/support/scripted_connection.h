@@ -1,0 +1,190 @@
+#pragma once
+// A connection for tests: it records every call in order and answers statements from programmed
+// responses, so that the statements a routine sends and what it makes of the answers can be
+// asserted without a server.
+//
+//     auto conn = std::make_shared<ScriptedConnection>();
+//     conn->respond("SELECT 1", ScriptedConnection::Table({"A"}, {{1}}));
+//     conn->fail("UPDATE T SET X = 1", kErrGeneral, "deadlock victim", /*once=*/true);
+//
+// Responses are tried in the order they were added; the first that matches wins. A response
+// marked once is used up by its first match. A statement that matches nothing gets the default
+// answer: no recordset for adExecuteNoRecords, a recordset with state 0 otherwise (or an error,
+// after setFailUnmatched(true)).
+#include "platform/db_connection.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace qldb::test {
+
+// ADO's "operation is not allowed when the object is open".
+inline constexpr int32_t kErrObjectOpen = 3705;
+
+enum class CallKind {
+    SetConnectionString,
+    SetMode,
+    SetCursorLocation,
+    SetIsolationLevel,
+    Open,
+    Close,
+    Cancel,
+    Execute,        // Connection.Execute: Text, Options
+    OpenRecordset,  // a recordset opened on the connection: Text, CursorType, LockType, Options
+    ExecuteCommand, // Text is the command text, Cmd the whole command, Options
+    BeginTrans,
+    CommitTrans,
+    RollbackTrans,
+    Tables,
+    Columns, // Text is the table name
+};
+
+struct Call {
+    CallKind Kind;
+    // Statement, command text, connection string (SetConnectionString and Open) or table name.
+    QString Text;
+    int32_t Options = 0;
+    int32_t CursorType = 0;
+    int32_t LockType = 0;
+    // The number set by SetMode, SetCursorLocation, SetIsolationLevel.
+    int32_t Value = 0;
+    Command Cmd;
+    // Whether the call failed (the double threw).
+    bool Failed = false;
+};
+
+QString CallKindName(CallKind kind);
+
+class ScriptedConnection : public IDbConnection {
+public:
+    using Matcher = std::function<bool(const QString&)>;
+
+    // ---- Programming answers ----
+    // A recordset (copied afresh for every match, so positions never leak between calls).
+    void respond(const QString& sText, const Recordset& rs, bool once = false);
+    void respondIf(Matcher match, const Recordset& rs, bool once = false);
+    // A statement that returns no rowset: a recordset with state 0.
+    void respondNoRowset(const QString& sText, bool once = false);
+    void respondNoRowsetIf(Matcher match, bool once = false);
+    // An error with the given number and description (source "Microsoft OLE DB Provider for ODBC Drivers").
+    void fail(const QString& sText, int32_t number, const QString& sDescription, bool once = false);
+    void failIf(Matcher match, int32_t number, const QString& sDescription, bool once = false);
+    // Runs an action when a statement matches, before its answer is given (the answer is the next
+    // matching response). Useful to change the double's state at a precise point.
+    void onStatement(Matcher match, std::function<void()> action, bool once = false);
+    void setFailUnmatched(bool fail) { m_failUnmatched = fail; }
+
+    // The next `times` opens fail with this error (times < 0: every open from now on).
+    void failOpen(int32_t number, const QString& sDescription, int times = -1);
+    void clearOpenFailure() { m_openFailures = 0; }
+    // Close and Cancel fail with this error while set.
+    void failClose(std::optional<ErrorRecord> error) { m_closeFailure = std::move(error); }
+    void failCancel(std::optional<ErrorRecord> error) { m_cancelFailure = std::move(error); }
+    // Marks the connection open (or closed) without a recorded call.
+    void setOpen(bool open) { m_state = open ? ado::adStateOpen : ado::adStateClosed; }
+
+    // Answers "SELECT @@TRANCOUNT" from BEGIN/COMMIT/ROLLBACK TRANSACTION statements sent through
+    // Execute, nesting as SQL Server does: COMMIT lowers the count by one, ROLLBACK ends all levels.
+    void setTrackSqlTransactions(bool track) { m_trackSqlTransactions = track; }
+    int32_t SqlTranCount() const { return m_sqlTranCount; }
+    int32_t AdoTranLevel() const { return m_adoTranLevel; }
+
+    void setTables(std::vector<CatalogTable> tables) { m_tables = std::move(tables); }
+    void setColumns(const QString& sTableName, std::vector<CatalogColumn> columns);
+
+    // ---- What happened ----
+    const std::vector<Call>& calls() const { return m_calls; }
+    // Texts of the statement calls (Execute, OpenRecordset, ExecuteCommand), in order.
+    QStringList statements() const;
+    // Calls of one kind, in order.
+    std::vector<Call> callsOf(CallKind kind) const;
+    // "Open", "Execute:SELECT 1", ...: the whole sequence as text, for sequence assertions.
+    QStringList trace() const;
+    int count(CallKind kind) const;
+    void clearCalls() { m_calls.clear(); }
+
+    // A recordset with the named fields; each field's type is guessed from the first non-null value
+    // of its column (text adVarWChar, integers adInteger, 64-bit adBigInt, reals adDouble, booleans
+    // adBoolean, dates adDBTimeStamp, bytes adLongVarBinary).
+    static Recordset Table(const QStringList& names, const std::vector<Row>& rows);
+
+    // ---- IDbConnection ----
+    QString ConnectionString() const override { return m_connectionString; }
+    void setConnectionString(const QString& s) override;
+    int32_t Mode() const override { return m_mode; }
+    void setMode(int32_t mode) override;
+    int32_t CursorLocation() const override { return m_cursorLocation; }
+    void setCursorLocation(int32_t location) override;
+    int32_t IsolationLevel() const override { return m_isolationLevel; }
+    void setIsolationLevel(int32_t level) override;
+
+    void Open() override;
+    void Close() override;
+    void Cancel() override;
+    int32_t State() const override { return m_state; }
+    std::vector<ErrorRecord> Errors() const override { return m_lastErrors; }
+
+    std::shared_ptr<Recordset> Execute(const QString& sCommandText, int32_t options) override;
+    std::shared_ptr<Recordset> OpenRecordset(const QString& sSource, int32_t cursorType, int32_t lockType,
+                                             int32_t options) override;
+    std::shared_ptr<Recordset> ExecuteCommand(const Command& command, int32_t options) override;
+
+    int32_t BeginTrans() override;
+    void CommitTrans() override;
+    void RollbackTrans() override;
+
+    std::vector<CatalogTable> Tables() override;
+    std::vector<CatalogColumn> Columns(const QString& sTableName) override;
+
+private:
+    enum class AnswerKind { Rows, NoRowset, Error, Action };
+    struct Response {
+        Matcher Match;
+        AnswerKind Kind;
+        Recordset Rows;
+        ErrorRecord Error;
+        std::function<void()> Action;
+        bool Once = false;
+        bool Used = false;
+    };
+
+    void addResponse(Response r);
+    // Calls are referred to by index: actions may record further calls while one is answered.
+    std::size_t record(Call call);
+    [[noreturn]] void raise(std::size_t call, ErrorRecord error);
+    void requireOpen(std::size_t call);
+    std::shared_ptr<Recordset> answer(std::size_t call, bool noRecords);
+    std::optional<std::shared_ptr<Recordset>> trackTransaction(const QString& sText, bool noRecords);
+
+    std::vector<Call> m_calls;
+    std::vector<Response> m_responses;
+    bool m_failUnmatched = false;
+    int m_openFailures = 0;
+    ErrorRecord m_openFailure;
+    std::optional<ErrorRecord> m_closeFailure;
+    std::optional<ErrorRecord> m_cancelFailure;
+    bool m_trackSqlTransactions = false;
+    int32_t m_sqlTranCount = 0;
+    int32_t m_adoTranLevel = 0;
+    std::vector<CatalogTable> m_tables;
+    std::map<QString, std::vector<CatalogColumn>> m_columns;
+
+    QString m_connectionString;
+    int32_t m_mode = 0;
+    int32_t m_cursorLocation = 2;
+    int32_t m_isolationLevel = ado::adXactReadCommitted;
+    int32_t m_state = ado::adStateClosed;
+    std::vector<ErrorRecord> m_lastErrors;
+};
+
+// An ErrorRecord as a provider reports it.
+ErrorRecord ProviderError(int32_t number, const QString& sDescription);
+
+} // namespace qldb::test

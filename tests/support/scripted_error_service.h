@@ -1,0 +1,39 @@
+#pragma once
+// An error service for tests: the decisions of ReportError come from a queue (then from the fixed
+// decision of HeadlessErrorService), and every write of ErrorCount is recorded.
+#include "platform/error_service.h"
+
+#include <deque>
+#include <functional>
+#include <initializer_list>
+#include <vector>
+
+namespace qldb::test {
+
+class ScriptedErrorService : public HeadlessErrorService {
+public:
+    // `decision` answers once the queue is empty; `errorMode` is what ErrorMode() returns.
+    explicit ScriptedErrorService(int32_t decision = kDecisionLeave, int32_t errorMode = 0)
+        : HeadlessErrorService(decision, errorMode) {}
+
+    void queueDecision(int32_t decision) { m_decisions.push_back(decision); }
+    void queueDecisions(std::initializer_list<int32_t> decisions) {
+        m_decisions.insert(m_decisions.end(), decisions);
+    }
+    // Runs when an error is reported, before the decision is returned.
+    void setOnReport(std::function<void(const ReportedError&)> hook) { m_onReport = std::move(hook); }
+
+    void setErrorCount(int32_t lCount) override;
+    // Every value written to ErrorCount, in order.
+    const std::vector<int32_t>& errorCountWrites() const { return m_errorCountWrites; }
+
+protected:
+    int32_t decide(const ReportedError& report) override;
+
+private:
+    std::deque<int32_t> m_decisions;
+    std::function<void(const ReportedError&)> m_onReport;
+    std::vector<int32_t> m_errorCountWrites;
+};
+
+} // namespace qldb::test
