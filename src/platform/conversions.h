@@ -17,7 +17,8 @@ QString ToText(const QVariant& v);
 // Whole number of a value; Null, Empty and text that is no number give 0.
 int32_t ToLong(const QVariant& v);
 double ToDouble(const QVariant& v);
-// True for non-zero numbers and for the texts "true", "-1", "1", "yes" in any case.
+// True for non-zero numbers, for texts that read as a non-zero number ("-1", "1", "2.5"), and
+// for the texts "true" and "yes" in any case. A bool True is -1 to ToLong and ToDouble.
 bool ToBoolean(const QVariant& v);
 // True when the text reads as a number (blanks around it allowed).
 bool IsNumericText(const QString& s);

@@ -12,6 +12,31 @@ namespace qldb {
 // Null (and Empty) give NULL; texts are quoted with quotes doubled; dates, times, bits and
 // numbers take the provider's form. TypeSqlExpression values are never formatted: callers put
 // them into the statement as they stand.
+//
+// The forms, by type:
+// - Texts (TypeChar, TypeVarChar, TypeMemo, TypeGUID, the three Unicode types, TypeNotSupported and
+//   any number outside the enumeration): 'text' with every ' doubled ('O''Brien'); on MySql every
+//   backslash is doubled too. The Unicode types get N'text' on SQLServer. A QUuid is written
+//   without braces; a bool is 'True' or 'False'; a date is ISO text.
+// - TypeDate and TypeTime: the library keeps them as CHAR(8) "yyyyMMdd" and CHAR(6) "HHmmss"
+//   texts, so a QDate / QDateTime / QTime becomes '20240131' or '134500'; a text is quoted as is.
+// - TypeDateTime, from a QDateTime, a QDate (midnight) or a text in ISO 8601 or the compact
+//   forms "yyyyMMdd", "yyyyMMdd HH:mm:ss", "yyyyMMddHHmmss" (other texts are quoted as they stand):
+//     SQLServer, SyBase  '20240131 13:45:00'   (".zzz" added when there are milliseconds)
+//     MsAccess           #01/31/2024 13:45:00#
+//     MySql              '2024-01-31 13:45:00' (".zzz" when there are milliseconds)
+//     Oracle             TO_DATE('2024-01-31 13:45:00','YYYY-MM-DD HH24:MI:SS')
+//     ODBC               {ts '2024-01-31 13:45:00'} (".zzz" when there are milliseconds)
+//     FoxPro             {^2024-01-31 13:45:00}
+// - TypeBit: 1 or 0 (MsAccess True or False), from a bool, a number (non-zero is true) or a text
+//   ("true", "yes" or a non-zero number are true; anything else is false).
+// - Numbers (TypeInt, TypeLong, TypeDbl, TypeCounter, TypeBigCounter, TypeByte): invariant text,
+//   "." as decimal point, no thousands separators, shortest exact form (1e+20 for large doubles);
+//   a bool is -1 or 0; a text that is no number, an infinity or a NaN becomes 0.
+// - TypeBinary, TypeOLEObject: a QByteArray, a text "0x<hex>" (those bytes) or any other text (its
+//   UTF-8 bytes) in upper-case hex: 0xABCD on SQLServer, SyBase and MySql (X'' when empty on
+//   MySql), HEXTORAW('ABCD') on Oracle, 0hABCD on FoxPro, X'ABCD' on MsAccess and ODBC.
+// - TypeSqlExpression: the value's text, unquoted.
 QString FormatSqlValue(const QVariant& vValue, ql_eDataType iFieldType, ql_eProviderType iProviderType);
 
 } // namespace qldb
