@@ -1,6 +1,7 @@
 #pragma once
 // qlConnection: the one connection of a host to its database, and every statement that goes
 // through it. Its routines are split by concern over the connection_*.cpp files beside this one.
+#include "connection/catalog_types.h"
 #include "platform/data_type.h"
 #include "platform/db_connection.h"
 #include "platform/error_service.h"
@@ -9,6 +10,7 @@
 #include "platform/provider_type.h"
 #include "platform/recordset.h"
 
+#include <QDateTime>
 #include <QString>
 #include <QVariant>
 #include <cstdint>
@@ -102,6 +104,8 @@ public:
     bool ReadUncommitted() const { return m_readUncommitted; }
     void setReadUncommitted(bool v) { m_readUncommitted = v; }
     bool HistoryMode() const { return m_historyMode; }
+    // True asks for the history check: at once on an open connection, else at the next open.
+    void setHistoryMode(bool v);
 
     QString MakeConnectionString();
     // The collation of the database, read once and cached.
@@ -137,6 +141,106 @@ public:
     // ---- Catalog and record services ------------------------------------------------------
     // (catalog queries, value lookups, attachments, triggers and history are declared below)
 
+    // Catalog queries. A name list holds the names joined by "|". SQL Server answers from its own
+    // catalog; other providers mostly get an empty answer without a query being sent.
+    QString GetTableKeys(const QString& sTableName);
+    // The column's description, or Null when it has none.
+    QVariant GetColumnDesciption(const QString& sTableName, const QString& sColumnName);
+    // Nullability as a boolean, the default in a normal form ("((0))" reads "(0)"), the type or the
+    // collation as text; Empty when the column is unknown.
+    QVariant GetColumnAttribute(const QString& sTableName, const QString& sColumnName,
+                                ql_eColumnAttribute iColumnAttribute);
+    QString GetFunctions();
+    QString GetProcedures();
+    QString GetDatabaseUsers();
+    // The views (all, or those of slistViews) in dependency order, joined by sDelimiter (default ",").
+    QString GetViews(const QString& slistViews = QString(), const QString& sDelimiter = QString());
+    QString GetIndexesUseColumn(const QString& sTableName, const QString& sColumn);
+    // The table's indexes without the primary key's.
+    QString GetIndexes(const QString& sTableName);
+    QString GetForeignKeys(const QString& sTableName);
+    // The foreign keys of other tables that point at this one.
+    QString GetReferences(const QString& sTableName);
+    QString GetPrimaryIndexName(const QString& sTableName);
+    // The triggers of the table (of every table when the name is empty or unknown), optionally only
+    // those whose name starts with sOnlyPrefixTable.
+    QString GetTriggers(const QString& sTableName = QString(), const QString& sOnlyPrefixTable = QString());
+    QString GetTriggerCode(const QString& sTriggerName);
+    QString GetFunctionCode(const QString& sFunctionName);
+    QString GetProcedureCode(const QString& sProcedureName);
+    // The CREATE statement of an index that is neither a primary key nor a unique constraint.
+    QString GetIndexCode(const QString& sTableName, const QString& sIndexName);
+    bool IsAutoincrementField(const QString& sTableName, const QString& sFieldName);
+    bool ColumnExist(const QString& sTableName, const QString& sFieldName,
+                     const QString& sSchema = QStringLiteral("dbo"));
+    // True for a base table only, not for a view of that name.
+    bool TableExist(const QString& sTableName);
+    // Whether the tables of the firm with this prefix exist; reports nothing when they don't.
+    bool CheckDatabaseTable(const QString& sPrefixFirm);
+
+    // Value lookups. Statements are plain SQL with literals of the current provider; errors reach
+    // the caller unchanged unless told otherwise.
+    // One entry of the table directory SYS_TBL_TBC, cached for the object's life; a missing row, a
+    // missing directory or a failure reads (and stays) empty.
+    QString GetTableInfo(const QString& sTableName, ql_eTableInfo iInformationRequest);
+    QVariant GetDbValue(const QString& sTableName, const QString& sKeyField, const QVariant& vKeyValue,
+                        ql_eDataType iKeyType, const QString& sFieldReturn, bool* bRecordPresent = nullptr,
+                        bool bLike = false, const QString& sFilter = QString());
+    // As GetDbValue, the values of every row joined by sSeparator.
+    QVariant GetDbValues(const QString& sTableName, const QString& sKeyField, const QVariant& vKeyValue,
+                         ql_eDataType iKeyType, const QString& sFieldReturn, bool* bRecordPresent = nullptr,
+                         bool bLike = false, const QString& sFilter = QString(),
+                         const QString& sSeparator = QStringLiteral(","));
+    int32_t GetMaxValue(const QString& sTableName, const QString& sMaxField,
+                        const QString& sWhere = QString(), bool* bExistAlmostOne = nullptr);
+    // The text that SYS_VAL gives for a value of a field of a table.
+    QVariant GetSystemValue(const QString& sKeyTableName, const QString& sKeyField,
+                            const QVariant& vKeyValue);
+    // False when the update failed (the error is dropped); True does not mean that a row changed.
+    bool SetDbValue(const QString& sTableName, const QString& sKeyField, ql_eDataType iKeyType,
+                    const QVariant& vKeyValue, const QString& sFieldUpdate, ql_eDataType iFieldUpdateType,
+                    const QVariant& vValue);
+    bool CheckExistValue(const QString& sTableName, const QString& sKeyField, const QVariant& vKeyValue,
+                         ql_eDataType iKeyType, const QString& sFilter = QString());
+    // The number of rows found, first by equality and then, for text and date keys, by a LIKE
+    // '%value%' search; rsResults receives the rows, positioned on the first.
+    int32_t CheckExistValueWithLike(const QString& sTableName, const QString& sKeyField,
+                                    const QVariant& vKeyValue, ql_eDataType iKeyType,
+                                    std::shared_ptr<Recordset>* rsResults = nullptr,
+                                    const QString& sFilter = QString());
+    QVariant GetFunctionValue(const QString& sFunctionName, const QVariant& vValue, ql_eDataType iValueType);
+    // The wildcard that stands for "*" or "%" in this provider's LIKE, or empty.
+    QString GetCharFilter(const QString& sChar);
+    bool IsNumericField(const Field& fld);
+    bool IsDateField(const Field& fld);
+    ql_eInputFormat MatchADOType(int32_t ADODataType);
+    ql_eTextBoxType GetTextBoxType(int32_t ADODataType);
+
+    // Attachments in SYS_ATT: bytes in the table (kind 1), a copy in a folder tree (2), or a link to
+    // the file where it lies (3, stored as 2).
+    QVariant FileToBinary(const QString& sFileName);
+    QVariant BinaryToFile(const QVariant& vValue, const QString& sFileName);
+    void WriteAttachment(const QString& sTable, const QString& sKey, const QString& sFileTile,
+                         const QString& sPath, const QString& sFileName,
+                         const QString& sDescription = QString(), const QString& sRevision = QString(),
+                         int32_t lFileSize = 0, const QDateTime& dtDateAdd = QDateTime(),
+                         int32_t iAttachmentType = 1, bool bAutoFolder = true,
+                         const QString& sProtocol = QString());
+    // Copies title and bytes (only those) of an attachment to another owner record.
+    void CopyAttachment(int32_t lIdAttachment, const QString& sNewTable, const QString& sNewId);
+    // Writes the attachment to sFileToSave (or, for a link without bSaveAs, puts the link there).
+    bool ReadAttachment(int32_t lIdAttachment, QString& sFileToSave, bool bSaveAs = false);
+
+    // Triggers, change tracking, history mode and table cloning (SQL Server).
+    // True when no trigger is disabled; otherwise the disabled ones are appended to sTriggerDisabled.
+    bool CheckTriggerStatus(QString* sTriggerDisabled = nullptr, const QString& sFilter = QString());
+    QVariant AlterTriggersStatus(bool bEnable, const QString& sTableName = QString());
+    bool DisableChangeTracking();
+    // Whether the history mode may run on this database; a passed check is not repeated.
+    bool CheckHistoryMode(bool bShowError = true, bool bOnStart = false);
+    bool CloneTable(const QString& sTable, const QString& sNewTable, bool bCopyConstraint = false,
+                    bool bCopyData = false);
+
 private:
     std::shared_ptr<IErrorService> m_errors;
     std::shared_ptr<IDbConnection> m_connection;
@@ -166,6 +270,16 @@ private:
     bool m_readUncommitted = false;
     QString m_fieldDelimiterStart;
     QString m_fieldDelimiterEnd;
+    // ---- Catalog and record services ------------------------------------------------------
+    // One answer of the table directory; entries are never removed, not even on reconnection.
+    struct TableInfoCacheEntry {
+        QString TableName;
+        int32_t Information = 0;
+        QString Value;
+    };
+    std::vector<TableInfoCacheEntry> m_tableInfoCache;
+    // The catalog id of an object, 0 when there is none. No error rule of its own.
+    int32_t GetObjectId(const QString& sName);
 };
 
 } // namespace qldb
