@@ -215,6 +215,8 @@ public:
     bool IsDateField(const Field& fld);
     ql_eInputFormat MatchADOType(int32_t ADODataType);
     ql_eTextBoxType GetTextBoxType(int32_t ADODataType);
+    // The ADO type number of a data type, 0 for the types ADO has no number for.
+    int32_t GetAdoDataType(ql_eDataType iDataType);
 
     // Attachments in SYS_ATT: bytes in the table (kind 1), a copy in a folder tree (2), or a link to
     // the file where it lies (3, stored as 2).
