@@ -43,7 +43,7 @@ enum class ql_eTableInfo : int32_t {
 // are the controls' own and never change; the names are ours.
 enum class ql_eInputFormat : int32_t {
     SmallNumber = 1, // 8 and 16-bit integers
-    Number = 2,      // 32 and 64-bit integers, numeric, and binary
+    Number = 2,      // 32 and 64-bit integers, single, numeric, and binary
     Decimal = 3,     // floating point, currency, decimal
     Date = 6,        // dates, times, time stamps
     Check = 7,       // booleans
