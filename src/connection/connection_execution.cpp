@@ -1,0 +1,87 @@
+// The statements of qlConnection: Execute (no rows), ExecuteWC (a static recordset) and
+// ExecuteCommand (a recordset through a command). Their failures go through StatementRunner.
+#include "connection/object_checks.h"
+#include "connection/ql_connection.h"
+#include "connection/statement_runner.h"
+
+namespace qldb {
+
+namespace {
+
+const StatementRoutine kExecute{QStringLiteral("Execute"), true, MsgAnswer::Cancel, false, true, false};
+const StatementRoutine kExecuteWC{QStringLiteral("ExecuteWC"), false, MsgAnswer::Cancel, true, true, false};
+const StatementRoutine kExecuteCommand{
+    QStringLiteral("ExecuteCommand"), false, MsgAnswer::Cancel, false, true, false};
+
+// Reads on SQL Server must not wait for writers' locks when the site asks for it; only the four
+// data statements are prefixed, since the prefix would break WITH, EXEC and the like.
+QString WithReadUncommittedPrefix(const QString& sText, ql_eProviderType iProviderType,
+                                  bool bReadUncommitted) {
+    if (iProviderType != ql_eProviderType::SQLServer || !bReadUncommitted)
+        return sText;
+    const QString head = TrimBlanks(sText).left(6).toUpper();
+    if (head == QLatin1String("SELECT") || head == QLatin1String("INSERT") ||
+        head == QLatin1String("UPDATE") || head == QLatin1String("DELETE"))
+        return QStringLiteral("SET TRANSACTION ISOLATION LEVEL READ UNCOMMITTED\r") + sText;
+    return sText;
+}
+
+} // namespace
+
+void qlConnection::Execute(const QString& sCommandText, bool* bError, QString* sErrDescription,
+                           int32_t* bManageErrors) {
+    const bool manage = bManageErrors != nullptr && *bManageErrors != 0;
+    StatementRunner run(kExecute, {m_connection, m_errors.get(), *m_host, m_autoReconnect, m_productName},
+                        manage, bError, sErrDescription);
+    run.Enter();
+    const QString sText = WithReadUncommittedPrefix(sCommandText, m_providerType, m_readUncommitted);
+    run.setStatement(sText);
+    run.Run([&] {
+        RequireConnection(m_connection, QStringLiteral("qlConnection.Execute"))
+            .Execute(sText, ado::adExecuteNoRecords);
+    });
+    run.End(true);
+}
+
+std::shared_ptr<Recordset> qlConnection::ExecuteWC(const QString& sCommandText, int32_t iLockType,
+                                                   bool* bError, QString* sErrDescription,
+                                                   bool bManageErrors) {
+    StatementRunner run(kExecuteWC, {m_connection, m_errors.get(), *m_host, m_autoReconnect, m_productName},
+                        bManageErrors, bError, sErrDescription);
+    run.Enter();
+    const QString sText = WithReadUncommittedPrefix(sCommandText, m_providerType, m_readUncommitted);
+    run.setStatement(sText);
+    std::shared_ptr<Recordset> rs;
+    // Callers count the rows and walk back to the first, hence the static cursor.
+    run.Run([&] {
+        rs.reset();
+        rs = RequireConnection(m_connection, QStringLiteral("qlConnection.ExecuteWC"))
+                 .OpenRecordset(sText, ado::adOpenStatic, iLockType, ado::adOptionUnspecified);
+    });
+    run.End(false);
+    return rs;
+}
+
+std::shared_ptr<Recordset> qlConnection::ExecuteCommand(const QString& sCommandQuery, bool* bError,
+                                                        QString* sErrDescription, bool bManageErrors) {
+    StatementRunner run(kExecuteCommand,
+                        {m_connection, m_errors.get(), *m_host, m_autoReconnect, m_productName},
+                        bManageErrors, bError, sErrDescription);
+    run.Enter();
+    run.setStatement(sCommandQuery);
+    std::shared_ptr<Recordset> rs;
+    run.Run([&] {
+        rs.reset();
+        Command command;
+        command.CommandText = sCommandQuery;
+        command.CommandType = ado::adCmdText;
+        // Long repairs and imports run through here: no time limit.
+        command.CommandTimeout = 0;
+        rs = RequireConnection(m_connection, QStringLiteral("qlConnection.ExecuteCommand"))
+                 .ExecuteCommand(command, ado::adOptionUnspecified);
+    });
+    run.End(true);
+    return rs;
+}
+
+} // namespace qldb
