@@ -2,6 +2,7 @@
 // statement of catalog_queries and makes its answer of the rows; the catalog is SQL Server's, so
 // other providers get an empty answer without a statement unless a routine says otherwise.
 #include "connection/catalog_queries.h"
+#include "connection/object_checks.h"
 #include "connection/ql_connection.h"
 #include "connection/record_walk.h"
 #include "platform/conversions.h"
@@ -139,8 +140,8 @@ QString qlConnection::GetIndexesUseColumn(const QString& sTableName, const QStri
     std::shared_ptr<Recordset> rs;
     // Straight to the connection: no read-uncommitted prefix, no statement handler.
     if (!rule.run([&] {
-            rs = m_connection->Execute(catalog_sql::HelpIndex(m_providerType, sTableName),
-                                       ado::adOptionUnspecified);
+            rs = RequireConnection(m_connection, kClass + QStringLiteral(".GetIndexesUseColumn"))
+                     .Execute(catalog_sql::HelpIndex(m_providerType, sTableName), ado::adOptionUnspecified);
         }))
         return result;
     bool hasRowset = false;

@@ -1,6 +1,7 @@
 // qlConnection: what the catalog says of one column or one table, and whether a firm's tables
 // exist.
 #include "connection/catalog_queries.h"
+#include "connection/object_checks.h"
 #include "connection/ql_connection.h"
 #include "connection/record_walk.h"
 #include "platform/conversions.h"
@@ -134,7 +135,8 @@ bool qlConnection::CheckDatabaseTable(const QString& sPrefixFirm) {
     // A missing table is the answer here, not a failure: the probe runs outside the report.
     return rule.tolerate([&] {
         // The rows are not wanted, only whether the statement ran; the recordset is dropped.
-        m_connection->Execute(catalog_sql::FirmTableProbe(sPrefixFirm), ado::adOptionUnspecified);
+        RequireConnection(m_connection, kClass + QStringLiteral(".CheckDatabaseTable"))
+            .Execute(catalog_sql::FirmTableProbe(sPrefixFirm), ado::adOptionUnspecified);
     });
 }
 

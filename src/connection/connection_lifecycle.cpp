@@ -25,6 +25,11 @@ void qlConnection::OpenConnection() {
     // The isolation level of the open alone does not hold on every provider; the statement does.
     if (readUncommitted)
         connection.Execute(kSetReadUncommitted, ado::adExecuteNoRecords);
+    // HistoryMode was asked for while the connection was closed: its check runs now.
+    if (m_historyModePending) {
+        m_historyMode = CheckHistoryMode(true, true);
+        m_historyModePending = false;
+    }
 }
 
 void qlConnection::CloseConnection() {

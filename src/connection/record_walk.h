@@ -2,6 +2,7 @@
 // Small helpers shared by qlConnection's catalog and record services: the object error of a
 // recordset that a statement routine did not return, the walk of rows under a routine's error
 // rule, and the joining of name lists.
+#include "connection/object_checks.h"
 #include "platform/error_rule.h"
 #include "platform/recordset.h"
 
@@ -15,9 +16,7 @@ inline const QString kClass = QStringLiteral("qlConnection");
 // The recordset, or the object error that using a missing one gives: when a statement routine
 // gave up (the user cancelled, the error service said leave) there is nothing to read.
 inline Recordset& Opened(const std::shared_ptr<Recordset>& rs, const QString& sRoutine) {
-    if (!rs)
-        ThrowObjectNotSet(kClass + QLatin1Char('.') + sRoutine);
-    return *rs;
+    return RequireRecordset(rs, kClass + QLatin1Char('.') + sRoutine);
 }
 
 // Appends a name to a list, with the separator only between names.
