@@ -47,30 +47,30 @@ enum class ql_eOrder : int32_t { Order_ASC = 0, Order_DESC = 1 };
 inline constexpr QChar kAlterSeparator = QChar(1);
 
 struct ql_tTable {
-    QString Prefix; // firm prefix, may be empty
-    QString TableName;
-    QString Desciption;
+    QString Prefix{}; // firm prefix, may be empty
+    QString TableName{};
+    QString Desciption{};
 };
 
 struct ql_tField {
-    QString FieldName; // column name, select expression or procedure parameter name
+    QString FieldName{}; // column name, select expression or procedure parameter name
     ql_eDataType FieldType = ql_eDataType::TypeChar;
     int32_t Size = 0; // -1 is "max"
     bool AllowNull = false;
-    QString DefaultValue; // as the catalog or the structure file gives it
-    QString Desciption;   // column comment
+    QString DefaultValue{}; // as the catalog or the structure file gives it
+    QString Desciption{};   // column comment
     bool KeyField = false;
-    QString Collate;
-    QVariant Value; // for Insert, Update and procedure parameters
+    QString Collate{};
+    QVariant Value{}; // for Insert, Update and procedure parameters
     ql_eOrder Order = ql_eOrder::Order_ASC;
     ql_eDataType OldFieldType = ql_eDataType::TypeChar; // the column's type before an alteration
 };
 
 struct ql_tIndex {
-    QString IndexName;
+    QString IndexName{};
     bool Unique = false;
-    QString OnTable;
-    std::vector<ql_tField> Fields;
+    QString OnTable{};
+    std::vector<ql_tField> Fields{};
     ql_eOrder Order = ql_eOrder::Order_ASC;
 };
 

@@ -34,9 +34,9 @@ enum class ql_eLogicOperator : int32_t {
 };
 
 struct ql_tFieldCondition {
-    QString FieldName;
+    QString FieldName{};
     ql_eDataType FieldType = ql_eDataType::TypeChar;
-    std::vector<QVariant> Values;
+    std::vector<QVariant> Values{};
     ql_eAritmeticOperator AritmaticOperator = ql_eAritmeticOperator::OperatorEqual;
 };
 
