@@ -94,8 +94,8 @@ QString qlQueryConstructor::MakeCreateTable() const {
     else
         sql += kCrLf;
     sql += QStringLiteral(");") + kCrLf;
-    // Every column gets its comment line, also where the provider has no comment statement and
-    // the line is a bare ";": the caller runs the text as one batch and an empty statement is harmless.
+    // Every column gets its comment line, also where the provider writes no comment statement and
+    // the line is a bare ";".
     for (const ql_tField& fld : m_fields)
         sql += SetCommentOnColumn(table, fld.FieldName, fld.Desciption, false) + QLatin1Char(';') + kCrLf;
     return sql;
