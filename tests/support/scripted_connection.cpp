@@ -318,7 +318,12 @@ std::shared_ptr<Recordset> ScriptedConnection::answer(std::size_t call, bool noR
             r.Used = true;
         switch (r.Kind) {
         case AnswerKind::Action:
-            r.Action();
+            // An action may fail the statement by throwing.
+            try {
+                r.Action();
+            } catch (const qlException& e) {
+                raise(call, e.record());
+            }
             continue;
         case AnswerKind::Error:
             raise(call, r.Error);

@@ -77,7 +77,8 @@ public:
     void fail(const QString& sText, int32_t number, const QString& sDescription, bool once = false);
     void failIf(Matcher match, int32_t number, const QString& sDescription, bool once = false);
     // Runs an action when a statement matches, before its answer is given (the answer is the next
-    // matching response). Useful to change the double's state at a precise point.
+    // matching response). Useful to change the double's state at a precise point; an action that
+    // throws a qlException fails the statement with that error.
     void onStatement(Matcher match, std::function<void()> action, bool once = false);
     void setFailUnmatched(bool fail) { m_failUnmatched = fail; }
 
