@@ -35,9 +35,9 @@ struct ProcessResult {
 ProcessResult RunProcess(const QString& sProgram, const QStringList& sArguments, bool bWait,
                          int32_t iWindowMode, int32_t lTimeoutSeconds, IHostServices* pHost = nullptr);
 
-// The same for a command line, split into words as a shell splits them ("..." and '...' group
-// words). The line is not given to a shell: pipes and redirections belong in a script file, whose
-// name can be the whole line.
+// The same for a command line, split into words at blanks, with "..." grouping words (a quote
+// inside such a group is written ""); single quotes are plain characters. The line is not given
+// to a shell: pipes and redirections belong in a script file, whose name can be the whole line.
 ProcessResult RunProcess(const QString& sCommandLine, bool bWait, int32_t iWindowMode,
                          int32_t lTimeoutSeconds, IHostServices* pHost = nullptr);
 

@@ -1,5 +1,6 @@
 #include "platform/word_search.h"
 
+#include <QList>
 #include <QStringView>
 
 namespace qldb {
