@@ -87,9 +87,9 @@ QString NumberLiteral(const QVariant& vValue) {
     const qlonglong whole = text.toLongLong(&ok);
     if (ok)
         return QString::number(whole);
-    if (IsNumericText(text))
-        return DoubleText(text.toDouble());
-    return QStringLiteral("0");
+    // Both parsers read only the invariant form; DoubleText turns inf and nan into 0.
+    const double number = text.toDouble(&ok);
+    return ok ? DoubleText(number) : QStringLiteral("0");
 }
 
 QString BitLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
@@ -99,86 +99,186 @@ QString BitLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
     return value ? QStringLiteral("1") : QStringLiteral("0");
 }
 
+// Calendar date and wall-clock time kept apart: a QDateTime would look up the local time zone for
+// every value, and the statements carry the time as written anyway.
+struct DateAndTime {
+    QDate date;
+    QTime time;
+    bool isValid() const { return date.isValid() && time.isValid(); }
+};
+
+void AppendDigits(QString& out, int value, int width) {
+    const QString digits = QString::number(value);
+    for (qsizetype k = digits.size(); k < width; ++k)
+        out.append(QLatin1Char('0'));
+    out.append(digits);
+}
+
+// The date in the order of its parts' letters: "ymd" gives yyyy<sep>MM<sep>dd, "mdy" MM<sep>dd<sep>yyyy.
+void AppendDate(QString& out, QDate date, const char* order, QLatin1String separator) {
+    for (const char* part = order; *part != '\0'; ++part) {
+        if (part != order)
+            out.append(separator);
+        if (*part == 'y')
+            AppendDigits(out, date.year(), 4);
+        else if (*part == 'm')
+            AppendDigits(out, date.month(), 2);
+        else
+            AppendDigits(out, date.day(), 2);
+    }
+}
+
+void AppendTime(QString& out, QTime time, QLatin1String separator, bool withMs) {
+    AppendDigits(out, time.hour(), 2);
+    out.append(separator);
+    AppendDigits(out, time.minute(), 2);
+    out.append(separator);
+    AppendDigits(out, time.second(), 2);
+    if (withMs) {
+        out.append(QLatin1Char('.'));
+        AppendDigits(out, time.msec(), 3);
+    }
+}
+
 // Dates and times of day are stored as CHAR(8) "yyyyMMdd" and CHAR(6) "HHmmss" texts, so they are
 // quoted texts on every provider.
 QString DateLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
+    QDate date;
     if (vValue.typeId() == QMetaType::QDate)
-        return Quoted(vValue.toDate().toString(QStringLiteral("yyyyMMdd")), iProviderType);
-    if (vValue.typeId() == QMetaType::QDateTime)
-        return Quoted(vValue.toDateTime().date().toString(QStringLiteral("yyyyMMdd")), iProviderType);
-    return Quoted(ToText(vValue), iProviderType);
+        date = vValue.toDate();
+    else if (vValue.typeId() == QMetaType::QDateTime)
+        date = vValue.toDateTime().date();
+    if (!date.isValid())
+        return Quoted(ToText(vValue), iProviderType);
+    QString text;
+    AppendDate(text, date, "ymd", QLatin1String(""));
+    return Quoted(text, iProviderType);
 }
 
 QString TimeLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
+    QTime time;
     if (vValue.typeId() == QMetaType::QTime)
-        return Quoted(vValue.toTime().toString(QStringLiteral("HHmmss")), iProviderType);
-    if (vValue.typeId() == QMetaType::QDateTime)
-        return Quoted(vValue.toDateTime().time().toString(QStringLiteral("HHmmss")), iProviderType);
-    return Quoted(ToText(vValue), iProviderType);
+        time = vValue.toTime();
+    else if (vValue.typeId() == QMetaType::QDateTime)
+        time = vValue.toDateTime().time();
+    if (!time.isValid())
+        return Quoted(ToText(vValue), iProviderType);
+    QString text;
+    AppendTime(text, time, QLatin1String(""), false);
+    return Quoted(text, iProviderType);
 }
 
 // Only unambiguous forms are read: ISO 8601 and the compact forms the library writes itself. A
 // day-month order depends on who typed it, so such a text is passed on for the server to judge.
-QDateTime ParseDateTimeText(const QString& sText) {
-    const QString text = sText.trimmed();
-    static const std::array<QString, 8> kFormats = {
-        QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz"),
-        QStringLiteral("yyyy-MM-ddTHH:mm:ss"),
-        QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"),
-        QStringLiteral("yyyy-MM-dd HH:mm:ss"),
-        QStringLiteral("yyyy-MM-dd"),
-        QStringLiteral("yyyyMMdd HH:mm:ss"),
-        QStringLiteral("yyyyMMddHHmmss"),
-        QStringLiteral("yyyyMMdd"),
+// In the shapes, 9 is a digit and _ the "T" or blank between date and time. (Read by hand: the
+// format parser of QDateTime costs microseconds a call, and an import formats every value.)
+DateAndTime ParseDateTimeText(const QString& sText) {
+    static const std::array<QLatin1String, 7> kShapes = {
+        QLatin1String("9999-99-99_99:99:99.999"),
+        QLatin1String("9999-99-99_99:99:99"),
+        QLatin1String("9999-99-99"),
+        QLatin1String("99999999 99:99:99.999"),
+        QLatin1String("99999999 99:99:99"),
+        QLatin1String("99999999999999"),
+        QLatin1String("99999999"),
     };
-    for (const QString& format : kFormats) {
-        if (text.size() != format.size())
+    const QString text = sText.trimmed();
+    for (const QLatin1String shape : kShapes) {
+        if (text.size() != shape.size())
             continue;
-        QDateTime value = QDateTime::fromString(text, format);
-        if (value.isValid())
+        std::array<int, 17> digits{};
+        qsizetype count = 0;
+        bool fits = true;
+        for (qsizetype k = 0; fits && k < shape.size(); ++k) {
+            const QChar c = text.at(k);
+            if (shape.at(k) == QLatin1Char('9')) {
+                fits = c >= QLatin1Char('0') && c <= QLatin1Char('9');
+                digits[static_cast<std::size_t>(count++)] = c.unicode() - '0';
+            } else if (shape.at(k) == QLatin1Char('_')) {
+                fits = c == QLatin1Char('T') || c == QLatin1Char(' ');
+            } else {
+                fits = c == shape.at(k);
+            }
+        }
+        if (!fits)
+            continue;
+        const auto part = [&digits](std::size_t from, std::size_t length) {
+            int value = 0;
+            for (std::size_t k = from; k < from + length; ++k)
+                value = value * 10 + digits[k];
             return value;
+        };
+        return DateAndTime{QDate(part(0, 4), part(4, 2), part(6, 2)),
+                           QTime(part(8, 2), part(10, 2), part(12, 2), part(14, 3))};
     }
-    return QDateTime();
+    return DateAndTime{};
 }
 
 QString DateTimeLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
-    QDateTime value;
-    if (vValue.typeId() == QMetaType::QDateTime)
-        value = vValue.toDateTime();
-    else if (vValue.typeId() == QMetaType::QDate)
-        value = QDateTime(vValue.toDate(), QTime(0, 0));
-    else if (vValue.typeId() == QMetaType::QString)
+    DateAndTime value;
+    if (vValue.typeId() == QMetaType::QDateTime) {
+        const QDateTime moment = vValue.toDateTime();
+        value = DateAndTime{moment.date(), moment.time()};
+    } else if (vValue.typeId() == QMetaType::QDate) {
+        value = DateAndTime{vValue.toDate(), QTime(0, 0)};
+    } else if (vValue.typeId() == QMetaType::QString) {
         value = ParseDateTimeText(vValue.toString());
+    }
     if (!value.isValid())
         return Quoted(ToText(vValue), iProviderType);
 
-    const bool withMs = value.time().msec() != 0;
+    const bool withMs = value.time.msec() != 0;
+    const QLatin1String colon(":");
+    const QLatin1String dash("-");
+    QString text;
+    text.reserve(64);
     switch (iProviderType) {
     case ql_eProviderType::SQLServer:
     case ql_eProviderType::SyBase:
         // The compact date is read the same way under every language and DATEFORMAT setting.
-        return Quoted(value.toString(withMs ? QStringLiteral("yyyyMMdd HH:mm:ss.zzz")
-                                            : QStringLiteral("yyyyMMdd HH:mm:ss")),
-                      iProviderType);
+        text.append(QLatin1Char('\''));
+        AppendDate(text, value.date, "ymd", QLatin1String(""));
+        text.append(QLatin1Char(' '));
+        AppendTime(text, value.time, colon, withMs);
+        text.append(QLatin1Char('\''));
+        return text;
     case ql_eProviderType::MsAccess:
-        return QLatin1Char('#') + value.toString(QStringLiteral("MM/dd/yyyy HH:mm:ss")) + QLatin1Char('#');
+        text.append(QLatin1Char('#'));
+        AppendDate(text, value.date, "mdy", QLatin1String("/"));
+        text.append(QLatin1Char(' '));
+        AppendTime(text, value.time, colon, false);
+        text.append(QLatin1Char('#'));
+        return text;
     case ql_eProviderType::MySql:
-        return Quoted(value.toString(withMs ? QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")
-                                            : QStringLiteral("yyyy-MM-dd HH:mm:ss")),
-                      iProviderType);
+        text.append(QLatin1Char('\''));
+        AppendDate(text, value.date, "ymd", dash);
+        text.append(QLatin1Char(' '));
+        AppendTime(text, value.time, colon, withMs);
+        text.append(QLatin1Char('\''));
+        return text;
     case ql_eProviderType::Oracle:
-        return QStringLiteral("TO_DATE('") + value.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) +
-               QStringLiteral("','YYYY-MM-DD HH24:MI:SS')");
+        text.append(QLatin1String("TO_DATE('"));
+        AppendDate(text, value.date, "ymd", dash);
+        text.append(QLatin1Char(' '));
+        AppendTime(text, value.time, colon, false);
+        text.append(QLatin1String("','YYYY-MM-DD HH24:MI:SS')"));
+        return text;
     case ql_eProviderType::FoxPro:
-        return QStringLiteral("{^") + value.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) +
-               QLatin1Char('}');
+        text.append(QLatin1String("{^"));
+        AppendDate(text, value.date, "ymd", dash);
+        text.append(QLatin1Char(' '));
+        AppendTime(text, value.time, colon, false);
+        text.append(QLatin1Char('}'));
+        return text;
     case ql_eProviderType::ODBC:
         break;
     }
-    return QStringLiteral("{ts '") +
-           value.toString(withMs ? QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")
-                                 : QStringLiteral("yyyy-MM-dd HH:mm:ss")) +
-           QStringLiteral("'}");
+    text.append(QLatin1String("{ts '"));
+    AppendDate(text, value.date, "ymd", dash);
+    text.append(QLatin1Char(' '));
+    AppendTime(text, value.time, colon, withMs);
+    text.append(QLatin1String("'}"));
+    return text;
 }
 
 QByteArray BinaryBytes(const QVariant& vValue) {

@@ -20,8 +20,10 @@ namespace qldb {
 //   without braces; a bool is 'True' or 'False'; a date is ISO text.
 // - TypeDate and TypeTime: the library keeps them as CHAR(8) "yyyyMMdd" and CHAR(6) "HHmmss"
 //   texts, so a QDate / QDateTime / QTime becomes '20240131' or '134500'; a text is quoted as is.
-// - TypeDateTime, from a QDateTime, a QDate (midnight) or a text in ISO 8601 or the compact
-//   forms "yyyyMMdd", "yyyyMMdd HH:mm:ss", "yyyyMMddHHmmss" (other texts are quoted as they stand):
+// - TypeDateTime, from a QDateTime (its date and wall-clock time), a QDate (midnight) or a text
+//   in one of the forms "yyyy-MM-dd", "yyyy-MM-ddTHH:mm:ss[.zzz]" ("T" or a blank), "yyyyMMdd",
+//   "yyyyMMdd HH:mm:ss[.zzz]", "yyyyMMddHHmmss" that is a real date and time (any other text is
+//   quoted as it stands, for the server to judge):
 //     SQLServer, SyBase  '20240131 13:45:00'   (".zzz" added when there are milliseconds)
 //     MsAccess           #01/31/2024 13:45:00#
 //     MySql              '2024-01-31 13:45:00' (".zzz" when there are milliseconds)

@@ -171,7 +171,14 @@ TEST(FormatSqlValue, DateTimesTakeEachProvidersForm) {
               "TO_DATE('2024-01-31 00:00:00','YYYY-MM-DD HH24:MI:SS')");
     EXPECT_EQ(Fmt(QString("20240131"), T::TypeDateTime, P::FoxPro), "{^2024-01-31 00:00:00}");
     // Anything else is passed on quoted, for the server to judge.
+    EXPECT_EQ(Fmt(QString(" 2024-01-31 13:45:07.250 "), T::TypeDateTime, P::SQLServer),
+              "'20240131 13:45:07.250'");
+    EXPECT_EQ(Fmt(QString("20240131 13:45:07.005"), T::TypeDateTime, P::MySql), "'2024-01-31 13:45:07.005'");
     EXPECT_EQ(Fmt(QString("31/01/2024"), T::TypeDateTime, P::SQLServer), "'31/01/2024'");
+    EXPECT_EQ(Fmt(QString("2024-02-30"), T::TypeDateTime, P::SQLServer), "'2024-02-30'");
+    EXPECT_EQ(Fmt(QString("2024-01-31 25:00:00"), T::TypeDateTime, P::SQLServer), "'2024-01-31 25:00:00'");
+    EXPECT_EQ(Fmt(QString("2024-01-31X13:45:07"), T::TypeDateTime, P::SQLServer), "'2024-01-31X13:45:07'");
+    EXPECT_EQ(Fmt(QString("2024/01/31"), T::TypeDateTime, P::SQLServer), "'2024/01/31'");
     EXPECT_EQ(Fmt(QString("20241331"), T::TypeDateTime, P::SQLServer), "'20241331'");
     EXPECT_EQ(Fmt(QString("x' OR 1=1"), T::TypeDateTime, P::MsAccess), "'x'' OR 1=1'");
 }
