@@ -118,9 +118,11 @@ TEST_F(Settings, OtherProviderRows) {
 }
 
 TEST_F(Settings, OdbcPiecesOnlyWhereSet) {
+    qlConnection empty;
+    empty.setProviderType(ql_eProviderType::ODBC);
+    EXPECT_EQ(empty.MakeConnectionString(), "");
     qlConnection c;
     c.setProviderType(ql_eProviderType::ODBC);
-    EXPECT_EQ(c.MakeConnectionString(), "");
     c.setUser(QStringLiteral("sa"));
     EXPECT_EQ(c.MakeConnectionString(), "UserID=sa");
     c.setDatabaseName(QStringLiteral("ERP"));
