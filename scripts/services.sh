@@ -102,7 +102,7 @@ EOF
         log "PostgreSQL already running on port $PG_PORT"
     else
         log "starting PostgreSQL on port $PG_PORT"
-        as_pg "$bin/pg_ctl" -D "$PG_DATA" -l "$PG_LOG" -w -t 60 start >/dev/null ||
+        as_pg "$bin/pg_ctl" -D "$PG_DATA" -l "$PG_LOG" -w -t 60 start >/dev/null 9>&- ||
             die "PostgreSQL did not start, see $PG_LOG"
         wait_until 60 PostgreSQL pg_ready
     fi
@@ -149,7 +149,7 @@ ma_start() {
             --skip-name-resolve --innodb-flush-log-at-trx-commit=0 --innodb-lock-wait-timeout=10
             --character-set-server=utf8mb4 --collation-server=utf8mb4_general_ci)
         ((IS_ROOT)) && args+=(--user=mysql)
-        setsid nohup mariadbd "${args[@]}" >/dev/null 2>&1 </dev/null &
+        setsid nohup mariadbd "${args[@]}" >/dev/null 2>&1 </dev/null 9>&- &
         wait_until 60 MariaDB ma_ready
     fi
     ma_client <<EOF
@@ -173,7 +173,8 @@ ma_stop() {
 mkdir -p "$DIR"
 chmod 755 "$DIR"
 # Several developers may start the services at the same moment: one does the work, the others
-# wait for it and then reuse what it started.
+# wait for it and then reuse what it started. The servers must not inherit the lock's descriptor
+# (9>&- where they start), or the lock would live as long as they do.
 exec 9>"$DIR/.lock"
 flock -w 180 9 || die "could not take $DIR/.lock"
 
