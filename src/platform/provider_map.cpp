@@ -117,6 +117,11 @@ void Append(QString& out, const char* key, const QString& value) {
     out += QLatin1String(key) + QLatin1Char('=') + OdbcValue(value) + QLatin1Char(';');
 }
 
+// Driver names go in braces always, as the driver manager's own tools write them.
+void AppendDriver(QString& out, const QString& driver) {
+    out += QStringLiteral("DRIVER={") + driver + QStringLiteral("};");
+}
+
 bool IsTrue(const QString& value) {
     const QString v = value.trimmed().toLower();
     return v == QLatin1String("sspi") || v == QLatin1String("true") || v == QLatin1String("yes");
@@ -151,7 +156,7 @@ QString TdsString(const Pairs& pairs, const QString& driver, const QString& tdsV
     }
 
     QString out;
-    Append(out, "DRIVER", QLatin1Char('{') + driver + QLatin1Char('}'));
+    AppendDriver(out, driver);
     if (!server.isEmpty())
         Append(out, "SERVER", server);
     if (!port.isEmpty())
@@ -176,7 +181,7 @@ QString TdsString(const Pairs& pairs, const QString& driver, const QString& tdsV
 
 QString MySqlString(const Pairs& pairs, const QString& driver) {
     QString out;
-    Append(out, "DRIVER", QLatin1Char('{') + driver + QLatin1Char('}'));
+    AppendDriver(out, driver);
     const QString server = Value(pairs, {"Data Source", "Server"});
     if (!server.isEmpty())
         Append(out, "SERVER", server);
@@ -192,7 +197,7 @@ QString MySqlString(const Pairs& pairs, const QString& driver) {
 
 QString AccessString(const Pairs& pairs, const QString& driver) {
     QString out;
-    Append(out, "DRIVER", QLatin1Char('{') + driver + QLatin1Char('}'));
+    AppendDriver(out, driver);
     Append(out, "Database", Value(pairs, {"Data Source"}));
     return out;
 }
@@ -215,7 +220,7 @@ QString OracleString(const Pairs& pairs, const QString& driver) {
     if (driver.isEmpty())
         ThrowMissingOracle();
     QString out;
-    Append(out, "DRIVER", QLatin1Char('{') + driver + QLatin1Char('}'));
+    AppendDriver(out, driver);
     Append(out, "DBQ", Value(pairs, {"Data Source"}));
     if (const auto user = Find(pairs, {"User ID", "UID", "User"})) {
         Append(out, "UID", *user);
