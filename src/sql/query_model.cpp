@@ -11,7 +11,6 @@ namespace {
 
 const QString kAddFieldSource = QStringLiteral("Database.QueryConstructor.AddField");
 const QString kAddParamSource = QStringLiteral("Database.QueryConstructor.AddProcedureParam");
-const QString kDuplicated = QStringLiteral("Duplicated element!");
 
 const QString& NameOf(const ql_tField& fld) {
     return fld.FieldName;
@@ -22,19 +21,23 @@ const QString& NameOf(const ql_tIndex& idx) {
 
 // The common step of every Add operation: the index of the element of that name when it may be
 // overwritten, else the index of a new element at the end. A duplicate without overwrite raises
-// before anything changes.
-template <class Element>
+// before anything changes; its description is composed only then.
+template <class Element, class Describe>
 size_t SlotFor(std::vector<Element>& arr, const QString& sName, bool bOverwrite, const QString& sSource,
-               const QString& sDescription) {
+               Describe describe) {
     for (size_t i = 0; i < arr.size(); ++i) {
         if (NameOf(arr[i]) != sName)
             continue;
         if (!bOverwrite)
-            throw qlException(kErrDuplicate, sSource, sDescription);
+            throw qlException(kErrDuplicate, sSource, describe());
         return i;
     }
     arr.emplace_back();
     return arr.size() - 1;
+}
+
+QString Duplicated() {
+    return QStringLiteral("Duplicated element!");
 }
 
 } // namespace
@@ -107,7 +110,7 @@ ql_eDataType qlQueryConstructor::GetDataTypeFromString(const QString& sType) con
 }
 
 int16_t qlQueryConstructor::AddField(const ql_tField& fldField, bool bOverwrite) {
-    const size_t i = SlotFor(m_fields, fldField.FieldName, bOverwrite, kAddFieldSource, kDuplicated);
+    const size_t i = SlotFor(m_fields, fldField.FieldName, bOverwrite, kAddFieldSource, Duplicated);
     m_fields[i] = fldField;
     // Hosts have always received 0 here, whatever the index.
     return 0;
@@ -115,7 +118,7 @@ int16_t qlQueryConstructor::AddField(const ql_tField& fldField, bool bOverwrite)
 
 int16_t qlQueryConstructor::AddCreateField(const QString& sFieldName, ql_eDataType iFieldType, int16_t iSize,
                                            const QString& sDesciption, bool bKeyField, bool bOverwrite) {
-    const size_t i = SlotFor(m_fields, sFieldName, bOverwrite, kAddFieldSource, kDuplicated);
+    const size_t i = SlotFor(m_fields, sFieldName, bOverwrite, kAddFieldSource, Duplicated);
     ql_tField& fld = m_fields[i];
     fld.FieldName = sFieldName;
     fld.FieldType = iFieldType;
@@ -127,9 +130,9 @@ int16_t qlQueryConstructor::AddCreateField(const QString& sFieldName, ql_eDataTy
 
 int16_t qlQueryConstructor::AddUpdateField(const QString& sFieldName, const QVariant& vValue,
                                            ql_eDataType iFieldType, bool bOverwrite) {
-    const QString description =
-        QStringLiteral("Field: ") + sFieldName + QStringLiteral(" - Error: ") + kDuplicated;
-    const size_t i = SlotFor(m_fields, sFieldName, bOverwrite, kAddFieldSource, description);
+    const size_t i = SlotFor(m_fields, sFieldName, bOverwrite, kAddFieldSource, [&] {
+        return QStringLiteral("Field: ") + sFieldName + QStringLiteral(" - Error: ") + Duplicated();
+    });
     ql_tField& fld = m_fields[i];
     fld.FieldName = sFieldName;
     fld.FieldType = iFieldType;
@@ -139,7 +142,7 @@ int16_t qlQueryConstructor::AddUpdateField(const QString& sFieldName, const QVar
 
 int16_t qlQueryConstructor::AddProcedureParam(const QString& sParamName, const QVariant& vValue,
                                               ql_eDataType iFieldType, int32_t lSize) {
-    const size_t i = SlotFor(m_fields, sParamName, false, kAddParamSource, kDuplicated);
+    const size_t i = SlotFor(m_fields, sParamName, false, kAddParamSource, Duplicated);
     ql_tField& fld = m_fields[i];
     fld.FieldName = sParamName;
     fld.FieldType = iFieldType;
@@ -149,13 +152,13 @@ int16_t qlQueryConstructor::AddProcedureParam(const QString& sParamName, const Q
 }
 
 int16_t qlQueryConstructor::AddSelectField(const QString& sFieldName, bool bOverwrite) {
-    const size_t i = SlotFor(m_fields, sFieldName, bOverwrite, kAddFieldSource, kDuplicated);
+    const size_t i = SlotFor(m_fields, sFieldName, bOverwrite, kAddFieldSource, Duplicated);
     m_fields[i].FieldName = sFieldName;
     return static_cast<int16_t>(i);
 }
 
 int16_t qlQueryConstructor::AddOrderBy(const QString& sFieldName, ql_eOrder iOrder, bool bOverwrite) {
-    const size_t i = SlotFor(m_orderBy, sFieldName, bOverwrite, kAddFieldSource, kDuplicated);
+    const size_t i = SlotFor(m_orderBy, sFieldName, bOverwrite, kAddFieldSource, Duplicated);
     m_orderBy[i].FieldName = sFieldName;
     m_orderBy[i].Order = iOrder;
     return static_cast<int16_t>(i);
@@ -164,13 +167,13 @@ int16_t qlQueryConstructor::AddOrderBy(const QString& sFieldName, ql_eOrder iOrd
 int16_t qlQueryConstructor::AddIndex(const QString& sIndexName, const QString& sOnTable,
                                      const std::vector<ql_tField>& vFields, bool bUnique, ql_eOrder iOrder,
                                      bool bOverwrite) {
-    const size_t i = SlotFor(m_indexes, sIndexName, bOverwrite, kAddFieldSource, kDuplicated);
+    const size_t i = SlotFor(m_indexes, sIndexName, bOverwrite, kAddFieldSource, Duplicated);
     m_indexes[i] = ql_tIndex{sIndexName, bUnique, sOnTable, vFields, iOrder};
     return static_cast<int16_t>(i);
 }
 
 int16_t qlQueryConstructor::AddDropIndex(const QString& sIndexName, bool bOverwrite) {
-    const size_t i = SlotFor(m_indexes, sIndexName, bOverwrite, kAddFieldSource, kDuplicated);
+    const size_t i = SlotFor(m_indexes, sIndexName, bOverwrite, kAddFieldSource, Duplicated);
     m_indexes[i].IndexName = sIndexName;
     return static_cast<int16_t>(i);
 }
