@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Builds the benchmarks in release mode and prints their figures.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+"$root/scripts/install-deps.sh"
+"$root/scripts/build.sh" "$root/build-bench" -DCMAKE_BUILD_TYPE=Release -DQLDB_BUILD_TESTS=OFF
+for bench in "$root"/build-bench/bench/bench_*; do
+    [ -x "$bench" ] || continue
+    echo "== $(basename "$bench")"
+    "$bench" --benchmark_min_time=1 "$@"
+done
