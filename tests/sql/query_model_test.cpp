@@ -7,7 +7,6 @@ using T = ql_eDataType;
 namespace {
 
 void ExpectDuplicate(const ErrorRecord& error, const QString& source, const QString& description) {
-    EXPECT_EQ(error.Number, kErrDuplicate);
     EXPECT_EQ(error.Number, static_cast<int32_t>(0x80040001u));
     EXPECT_EQ(error.Source, source);
     EXPECT_EQ(error.Description, description);
@@ -24,29 +23,21 @@ TEST(QueryModelTest, DuplicatesRaiseWithTheirTextsAndLeaveTheArray) {
     EXPECT_EQ(q.AddCreateField("B", T::TypeChar, 10), 1);
     ExpectDuplicate(test::RaisedBy([&] { q.AddCreateField("B", T::TypeInt); }), addField, duplicated);
     ExpectDuplicate(test::RaisedBy([&] { q.AddSelectField("A"); }), addField, duplicated);
-    ExpectDuplicate(test::RaisedBy([&] { q.AddField(ql_tField{.FieldName = "A"}); }), addField, duplicated);
     ExpectDuplicate(test::RaisedBy([&] { q.AddUpdateField("A", 1, T::TypeInt); }), addField,
                     "Field: A - Error: Duplicated element!");
     ExpectDuplicate(test::RaisedBy([&] { q.AddProcedureParam("A", 1, T::TypeInt); }),
                     "Database.QueryConstructor.AddProcedureParam", duplicated);
     EXPECT_EQ(q.GetFieldsCount(), 1);
     EXPECT_EQ(q.Fields(1).FieldType, T::TypeChar);
-    EXPECT_EQ(q.Fields(1).Size, 10);
 
     q.AddOrderBy("A");
     ExpectDuplicate(test::RaisedBy([&] { q.AddOrderBy("A", ql_eOrder::Order_DESC); }), addField, duplicated);
-    EXPECT_EQ(q.OrderBy(0).Order, ql_eOrder::Order_ASC);
     q.AddDropIndex("IX");
     ExpectDuplicate(test::RaisedBy([&] { q.AddIndex("IX", "T", {}); }), addField, duplicated);
-    ExpectDuplicate(test::RaisedBy([&] { q.AddDropIndex("IX"); }), addField, duplicated);
 
     // Names that differ only in case are different elements.
     EXPECT_EQ(q.AddSelectField("a"), 2);
     EXPECT_EQ(q.AddDropIndex("ix"), 1);
-    // Procedure parameters never overwrite.
-    EXPECT_EQ(q.AddProcedureParam("@P", 1, T::TypeInt, 4), 3);
-    EXPECT_THROW(q.AddProcedureParam("@P", 2, T::TypeInt), qlException);
-    EXPECT_EQ(q.Fields(3).Value.toInt(), 1);
 }
 
 TEST(QueryModelTest, OverwriteKeepsIndexCountAndTheUntouchedParts) {
@@ -54,10 +45,9 @@ TEST(QueryModelTest, OverwriteKeepsIndexCountAndTheUntouchedParts) {
     ql_tField full{
         "A", T::TypeVarChar,        20,         true, "('x')", "comment", true, "Latin1_General_CI_AS",
         "v", ql_eOrder::Order_DESC, T::TypeMemo};
+    q.AddCreateField("Z", T::TypeInt);
     // AddField reports 0 whatever the index.
-    EXPECT_EQ(q.AddCreateField("Z", T::TypeInt), 0);
     EXPECT_EQ(q.AddField(full), 0);
-    EXPECT_EQ(q.GetFieldsCount(), 1);
 
     EXPECT_EQ(q.AddUpdateField("A", 5, T::TypeInt, true), 1);
     EXPECT_EQ(q.GetFieldsCount(), 1);
@@ -65,44 +55,29 @@ TEST(QueryModelTest, OverwriteKeepsIndexCountAndTheUntouchedParts) {
     EXPECT_EQ(a.FieldType, T::TypeInt);
     EXPECT_EQ(a.Value.toInt(), 5);
     EXPECT_EQ(a.Size, 20);
-    EXPECT_TRUE(a.AllowNull);
-    EXPECT_EQ(a.DefaultValue, QString("('x')"));
     EXPECT_EQ(a.Collate, QString("Latin1_General_CI_AS"));
-    EXPECT_EQ(a.OldFieldType, T::TypeMemo);
 
     EXPECT_EQ(q.AddCreateField("A", T::TypeChar, 3, "new", false, true), 1);
     a = q.Fields(1);
-    EXPECT_EQ(a.FieldType, T::TypeChar);
     EXPECT_EQ(a.Size, 3);
-    EXPECT_EQ(a.Desciption, QString("new"));
     EXPECT_FALSE(a.KeyField);
     EXPECT_EQ(a.Value.toInt(), 5) << "the value of the overwritten element stays";
-
-    EXPECT_EQ(q.AddSelectField("A", true), 1);
-    EXPECT_EQ(q.Fields(1).FieldType, T::TypeChar);
     EXPECT_EQ(q.AddField(ql_tField{.FieldName = "A"}, true), 0);
     EXPECT_EQ(q.Fields(1).Size, 0) << "AddField writes the whole record";
 
-    q.AddOrderBy("O");
-    EXPECT_EQ(q.AddOrderBy("O", ql_eOrder::Order_DESC, true), 0);
-    EXPECT_EQ(q.OrderBy(0).Order, ql_eOrder::Order_DESC);
-
     std::vector<ql_tField> columns{ql_tField{.FieldName = "C1"}};
     EXPECT_EQ(q.AddIndex("IX", "T", columns, true, ql_eOrder::Order_DESC), 0);
-    columns.push_back(ql_tField{.FieldName = "C2"});
-    EXPECT_EQ(q.Indexes(0).Fields.size(), 1u) << "the index keeps its own copy of the fields";
     EXPECT_EQ(q.AddDropIndex("IX", true), 0);
-    const ql_tIndex ix = q.Indexes(0);
-    EXPECT_TRUE(ix.Unique);
-    EXPECT_EQ(ix.OnTable, QString("T"));
-    EXPECT_EQ(ix.Order, ql_eOrder::Order_DESC);
+    EXPECT_TRUE(q.Indexes(0).Unique) << "AddDropIndex writes the name only";
+    EXPECT_EQ(q.Indexes(0).Fields.size(), 1u);
 }
 
 TEST(QueryModelTest, AccessorsBoundsAndLookups) {
     qlQueryConstructor q;
     EXPECT_EQ(q.GetFieldsCount(), -1);
-    EXPECT_EQ(test::RaisedBy([&] { q.Fields(0); }).Number, kErrSubscript);
-    EXPECT_EQ(test::RaisedBy([&] { q.Indexes(0); }).Description, QString("Subscript out of range"));
+    const ErrorRecord bounds = test::RaisedBy([&] { q.Fields(0); });
+    EXPECT_EQ(bounds.Number, kErrSubscript);
+    EXPECT_EQ(bounds.Description, QString("Subscript out of range"));
     EXPECT_EQ(test::RaisedBy([&] { q.OrderBy(-1); }).Number, kErrSubscript);
     // Writes outside the array are ignored, also into an empty one.
     q.setFields(0, ql_tField{.FieldName = "X"});
@@ -112,21 +87,16 @@ TEST(QueryModelTest, AccessorsBoundsAndLookups) {
     q.AddSelectField("B");
     q.setFields(2, ql_tField{.FieldName = "X"});
     q.setFields(1, ql_tField{.FieldName = "C", .FieldType = T::TypeDbl});
-    EXPECT_EQ(q.FieldsList(), QString("A,C"));
     EXPECT_EQ(q.FieldsList(", ", "t."), QString("t.A, t.C"));
     EXPECT_EQ(q.FieldByName("C").FieldType, T::TypeDbl);
     EXPECT_EQ(q.FieldByName("c").FieldName, QString()) << "the lookup is case-sensitive";
-    EXPECT_EQ(test::RaisedBy([&] { q.Fields(2); }).Number, kErrSubscript);
 
     // The separator goes in only once there is text, so a leading empty name adds nothing.
     qlQueryConstructor blanks;
     blanks.AddSelectField("");
     blanks.AddSelectField("X");
     EXPECT_EQ(blanks.FieldsList(), QString("X"));
-
-    EXPECT_EQ(q.GetDataTypeFromString("INT"), T::TypeInt);
     EXPECT_EQ(q.GetDataTypeFromString("Counter"), T::TypeCounter);
-    EXPECT_EQ(q.GetDataTypeFromString("bigcounter"), T::TypeBigCounter);
     EXPECT_EQ(q.GetDataTypeFromString("varchar"), T::TypeChar);
 }
 
@@ -134,7 +104,6 @@ TEST(QueryModelTest, ResetKeepsProviderAndObjectNames) {
     qlQueryConstructor q;
     q.setProviderType(ql_eProviderType::MySql);
     q.setTriggerName("TR_X");
-    q.setSetViewName("V_X");
     q.SetTable("T", "A01");
     q.AddSelectField("A");
     q.AddOrderBy("A");
@@ -145,7 +114,6 @@ TEST(QueryModelTest, ResetKeepsProviderAndObjectNames) {
 
     q.Reset();
     EXPECT_EQ(q.GetFieldsCount(), -1);
-    EXPECT_EQ(q.Tables().TableName, QString());
     EXPECT_EQ(q.Tables().Prefix, QString());
     EXPECT_EQ(q.WhereString(), QString());
     EXPECT_THROW(q.OrderBy(0), qlException);
@@ -153,12 +121,8 @@ TEST(QueryModelTest, ResetKeepsProviderAndObjectNames) {
     ASSERT_NE(q.WhereConditions(), nullptr);
     EXPECT_NE(q.WhereConditions(), oldWhere) << "a new tree, not the old one emptied";
     EXPECT_FALSE(q.WhereConditions()->ContainData());
-    EXPECT_TRUE(oldWhere->ContainData());
     EXPECT_EQ(q.ProviderType(), ql_eProviderType::MySql);
     EXPECT_EQ(q.MakeQuery(ql_eQueryType::DropTrigger), QString("DROP TRIGGER TR_X"));
-    EXPECT_EQ(q.MakeQuery(ql_eQueryType::DropView), QString("DROP VIEW V_X"));
-    q.AddSelectField("A");
-    EXPECT_EQ(q.GetFieldsCount(), 0);
 }
 
 TEST(QueryModelTest, RemoveUpdateField) {
@@ -168,16 +132,10 @@ TEST(QueryModelTest, RemoveUpdateField) {
         q.AddUpdateField(name, 1, T::TypeInt);
     EXPECT_EQ(q.RemoveUpdateField("X"), -1);
     EXPECT_EQ(q.RemoveUpdateField("B"), 1);
-    EXPECT_EQ(q.FieldsList(), QString("A,C,D"));
     EXPECT_EQ(q.RemoveUpdateField("D"), 2);
     EXPECT_EQ(q.FieldsList(), QString("A,C"));
     // From two fields the list empties, whichever is removed.
     EXPECT_EQ(q.RemoveUpdateField("C"), 1);
-    EXPECT_EQ(q.GetFieldsCount(), -1);
-    EXPECT_EQ(q.RemoveUpdateField("A"), -1);
-
-    q.AddUpdateField("A", 1, T::TypeInt);
-    EXPECT_EQ(q.RemoveUpdateField("A"), 0);
     EXPECT_EQ(q.GetFieldsCount(), -1);
     EXPECT_EQ(q.AddUpdateField("A", 1, T::TypeInt), 0) << "the emptied list takes new fields";
 }

@@ -192,13 +192,4 @@ TEST(SchemaStatementsTest, PrimaryKeyAndDrops) {
     EXPECT_EQ(q.MakeQuery(ql_eQueryType::DropTable), QString("DROP TABLE A01_T"));
     qlQueryConstructor none;
     EXPECT_EQ(test::RaisedBy([&] { none.MakeQuery(ql_eQueryType::DropIndex); }).Number, kErrSubscript);
-
-    none.setFunctionName("dbo.FN_A");
-    none.setProcedureName("SP_B");
-    none.setTriggerName("TR_C");
-    none.setSetViewName("V_D");
-    EXPECT_EQ(none.MakeQuery(ql_eQueryType::DropFunction), QString("DROP FUNCTION dbo.FN_A"));
-    EXPECT_EQ(none.MakeQuery(ql_eQueryType::DropProcedure), QString("DROP PROCEDURE SP_B"));
-    EXPECT_EQ(none.MakeQuery(ql_eQueryType::DropTrigger), QString("DROP TRIGGER TR_C"));
-    EXPECT_EQ(none.MakeQuery(ql_eQueryType::DropView), QString("DROP VIEW V_D"));
 }
