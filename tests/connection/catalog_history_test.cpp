@@ -30,6 +30,15 @@ protected:
                                                                    {7, "Trigger disabilitato"}}));
     }
     void sound() { db->respond(kCheck, ScriptedConnection::Table({"ERRID", "ERRDS"}, {})); }
+    // A new object on a new, closed scripted connection.
+    void fresh() {
+        db = std::make_shared<ScriptedConnection>();
+        conn = std::make_unique<qlConnection>();
+        conn->setADODBConnection(db);
+        conn->setHostServices(host);
+        conn->setErrors(errors);
+        conn->setProductName(QStringLiteral("Mirando ERP"));
+    }
     // The stored-procedure calls made so far.
     int checks() const {
         int n = 0;
@@ -182,10 +191,9 @@ TEST_F(History, HistoryModeOnAClosedConnectionWaitsForTheOpen) {
     conn->OpenConnection();
     EXPECT_EQ(db->statements().size(), 2) << "the pending check runs once";
 
-    // A defective database turns the mode off at the open.
-    db = std::make_shared<ScriptedConnection>();
-    conn->setADODBConnection(db);
-    conn->setHistoryMode(false);
+    // A defective database turns the mode off at the open (on an object that has not passed the
+    // check yet: a passed check holds for the object's life).
+    fresh();
     onStartSetting(QStringLiteral("1"));
     defective();
     conn->setHistoryMode(true);
@@ -194,8 +202,7 @@ TEST_F(History, HistoryModeOnAClosedConnectionWaitsForTheOpen) {
     EXPECT_EQ(checks(), 1);
 
     // Switched off again before the open, nothing is checked.
-    db = std::make_shared<ScriptedConnection>();
-    conn->setADODBConnection(db);
+    fresh();
     conn->setHistoryMode(true);
     conn->setHistoryMode(false);
     conn->OpenConnection();

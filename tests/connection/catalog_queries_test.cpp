@@ -75,7 +75,7 @@ TEST_F(Catalog, OtherProvidersGetEmptyAnswersWithoutQueries) {
     EXPECT_EQ(db->statements().size(), 3);
 }
 
-TEST_F(Catalog, IndexesLeaveOutThePrimaryKeyAndToleratNoRowset) {
+TEST_F(Catalog, IndexesLeaveOutThePrimaryKeyAndTolerateNoRowset) {
     db->respond(QStringLiteral("EXEC sp_helpindex 'ART'"),
                 ScriptedConnection::Table({"index_name", "index_description", "index_keys"},
                                           {{"pk_Art", "clustered, unique, primary key", "Id"},
@@ -99,6 +99,8 @@ TEST_F(Catalog, IndexesLeaveOutThePrimaryKeyAndToleratNoRowset) {
     // A table without indexes answers with a message only: no rowset, no list, no key lookup.
     db->clearCalls();
     db->respondNoRowset(QStringLiteral("EXEC sp_helpindex 'EMPTY'"));
+    db->respond(QStringLiteral("sp_pkeys @table_name = 'EMPTY'"),
+                ScriptedConnection::Table({"COLUMN_NAME", "PK_NAME"}, {}));
     EXPECT_EQ(conn->GetIndexes(QStringLiteral("EMPTY")), "");
     EXPECT_EQ(conn->GetIndexesUseColumn(QStringLiteral("EMPTY"), QStringLiteral("X")), "");
     EXPECT_EQ(db->statements(), (QStringList{"EXEC sp_helpindex 'EMPTY'", "EXEC sp_helpindex 'EMPTY'"}));
