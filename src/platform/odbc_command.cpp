@@ -6,7 +6,10 @@
 #include <QDateTime>
 #include <QStringList>
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 
 namespace qldb {
 
@@ -277,6 +280,60 @@ void SetOdbcQueryTimeout(SQLHSTMT stmt, int32_t seconds, const OdbcCallSite& sit
     OdbcCheck(SQLSetStmtAttr(stmt, SQL_ATTR_QUERY_TIMEOUT,
                              reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(seconds)), 0),
               SQL_HANDLE_STMT, stmt, site);
+}
+
+} // namespace qldb
+
+namespace qldb {
+
+struct OdbcTimeoutWatch::State {
+    std::mutex mutex;
+    std::condition_variable wake;
+    bool stopped = false;
+    bool fired = false;
+};
+
+OdbcTimeoutWatch::OdbcTimeoutWatch(SQLHSTMT stmt, int32_t seconds) {
+    if (seconds <= 0)
+        return;
+    m_state = std::make_shared<State>();
+    m_thread = std::thread([state = m_state, stmt, seconds] {
+        std::unique_lock lock(state->mutex);
+        if (state->wake.wait_for(lock, std::chrono::seconds(seconds), [&] { return state->stopped; }))
+            return;
+        // Cancelled under the lock, so that stop() cannot return while the cancel is under way.
+        state->fired = true;
+        SQLCancel(stmt);
+    });
+}
+
+OdbcTimeoutWatch::~OdbcTimeoutWatch() {
+    stop();
+}
+
+bool OdbcTimeoutWatch::stop() {
+    if (!m_state)
+        return false;
+    {
+        std::lock_guard lock(m_state->mutex);
+        m_state->stopped = true;
+    }
+    m_state->wake.notify_all();
+    if (m_thread.joinable())
+        m_thread.join();
+    return m_state->fired;
+}
+
+void ThrowOdbcTimeout(const OdbcCallSite& site) {
+    ErrorRecord record;
+    record.Number = kErrTimeout;
+    record.Source = site.Source;
+    record.Description = QStringLiteral("Query timeout expired");
+    record.SqlState = QStringLiteral("HYT00");
+    record.Statement = site.Statement;
+    if (site.LastErrors != nullptr)
+        *site.LastErrors = {record};
+    throw qlException(std::move(record));
 }
 
 } // namespace qldb

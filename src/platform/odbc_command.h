@@ -5,6 +5,8 @@
 #include "platform/odbc_diagnostics.h"
 
 #include <deque>
+#include <memory>
+#include <thread>
 #include <vector>
 
 namespace qldb {
@@ -30,5 +32,28 @@ void BindOdbcParameters(SQLHSTMT stmt, const std::vector<Parameter>& parameters,
 
 // Sets the statement's query timeout in seconds; 0 leaves it without limit.
 void SetOdbcQueryTimeout(SQLHSTMT stmt, int32_t seconds, const OdbcCallSite& site);
+
+// Cancels a statement whose execution outlasts its timeout. Not every driver keeps the query
+// timeout of the statement (MariaDB's ignores it), so the connection watches the time itself as
+// well. The watch covers execution only: stop() is called as soon as the statement returns.
+class OdbcTimeoutWatch {
+public:
+    // seconds <= 0 watches nothing.
+    OdbcTimeoutWatch(SQLHSTMT stmt, int32_t seconds);
+    ~OdbcTimeoutWatch();
+    OdbcTimeoutWatch(const OdbcTimeoutWatch&) = delete;
+    OdbcTimeoutWatch& operator=(const OdbcTimeoutWatch&) = delete;
+
+    // Ends the watch; true when the time had run out and the statement was cancelled.
+    bool stop();
+
+private:
+    struct State;
+    std::shared_ptr<State> m_state;
+    std::thread m_thread;
+};
+
+// The error of a statement that ran out of time.
+[[noreturn]] void ThrowOdbcTimeout(const OdbcCallSite& site);
 
 } // namespace qldb

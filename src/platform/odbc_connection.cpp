@@ -183,8 +183,22 @@ OdbcConnection::Run OdbcConnection::run(const QString& sStatement, const std::ve
     } running(*this, stmt.get());
 
     QString text = sStatement;
-    const SQLRETURN rc =
-        OdbcCheck(SQLExecDirectW(stmt.get(), ToSqlWChar(text), SQL_NTS), SQL_HANDLE_STMT, stmt.get(), site);
+    SQLRETURN rc = SQL_SUCCESS;
+    {
+        OdbcTimeoutWatch watch(stmt.get(), timeout);
+        try {
+            rc = OdbcCheck(SQLExecDirectW(stmt.get(), ToSqlWChar(text), SQL_NTS), SQL_HANDLE_STMT, stmt.get(),
+                           site);
+        } catch (const qlException&) {
+            if (watch.stop())
+                ThrowOdbcTimeout(site);
+            throw;
+        }
+        // A statement that the watch cancelled may still answer (MariaDB's SLEEP returns early
+        // without an error): it ran out of time all the same.
+        if (watch.stop())
+            ThrowOdbcTimeout(site);
+    }
     Run result;
     if (wantRows) {
         result.Rows = FetchFirstRowset(stmt.get(), rc, site);

@@ -15,6 +15,9 @@ constexpr int32_t kSqlServerDeadlockVictim = 1205;
 
 // The SQLSTATE that the condition would have on a driver that reports states properly.
 QString EffectiveState(const QString& sSqlState, int32_t nativeError, const QString& sMessage) {
+    // PostgreSQL cancels a statement that outlasts its timeout with the state of any cancel.
+    if (sSqlState == QLatin1String("57014") && sMessage.contains(QLatin1String("statement timeout")))
+        return QStringLiteral("HYT00");
     if (sSqlState != QLatin1String("HY000") || !sMessage.startsWith(QLatin1String("[SQLite]")))
         return sSqlState;
     if (nativeError == kSqliteConstraint)

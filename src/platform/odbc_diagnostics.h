@@ -35,7 +35,8 @@ std::vector<OdbcDiagnostic> ReadOdbcDiagnostics(SQLSMALLINT handleType, SQLHANDL
 //   23xxx                                                                  kErrIntegrity
 //   HYT00                                                                  kErrTimeout
 // The SQLite driver reports every failure as HY000 with SQLite's result code as native error;
-// for it the condition is read from the code and the message.
+// for it the condition is read from the code and the message. PostgreSQL's cancel for a statement
+// timeout (57014, "statement timeout") counts as HYT00.
 int32_t OdbcErrorNumber(const QString& sSqlState, int32_t nativeError, const QString& sMessage);
 
 ErrorRecord MakeOdbcErrorRecord(const OdbcDiagnostic& diagnostic, const OdbcCallSite& site);
