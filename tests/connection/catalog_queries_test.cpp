@@ -39,25 +39,12 @@ TEST_F(Catalog, NameListsSendTheirQueriesAndShapeTheRows) {
 TEST_F(Catalog, OtherProvidersGetEmptyAnswersWithoutQueries) {
     conn->setProviderType(ql_eProviderType::MySql);
     EXPECT_EQ(conn->GetFunctions(), "");
-    EXPECT_EQ(conn->GetProcedures(), "");
-    EXPECT_EQ(conn->GetDatabaseUsers(), "");
-    EXPECT_EQ(conn->GetTableKeys(QStringLiteral("T")), "");
     EXPECT_EQ(conn->GetIndexes(QStringLiteral("T")), "");
-    EXPECT_EQ(conn->GetIndexesUseColumn(QStringLiteral("T"), QStringLiteral("C")), "");
-    EXPECT_EQ(conn->GetPrimaryIndexName(QStringLiteral("T")), "");
-    EXPECT_EQ(conn->GetForeignKeys(QStringLiteral("T")), "");
-    EXPECT_EQ(conn->GetReferences(QStringLiteral("T")), "");
     EXPECT_EQ(conn->GetTriggers(QStringLiteral("T")), "");
-    EXPECT_EQ(conn->GetTriggerCode(QStringLiteral("TR")), "");
-    EXPECT_EQ(conn->GetFunctionCode(QStringLiteral("F")), "");
-    EXPECT_EQ(conn->GetProcedureCode(QStringLiteral("P")), "");
     EXPECT_EQ(conn->GetIndexCode(QStringLiteral("T"), QStringLiteral("I")), "");
     EXPECT_EQ(conn->GetViews(), "");
     EXPECT_TRUE(IsNull(conn->GetColumnDesciption(QStringLiteral("T"), QStringLiteral("C"))));
-    EXPECT_TRUE(IsEmpty(conn->GetColumnAttribute(QStringLiteral("T"), QStringLiteral("C"),
-                                                 ql_eColumnAttribute::DefaultValue)));
     EXPECT_FALSE(conn->IsAutoincrementField(QStringLiteral("T"), QStringLiteral("C")));
-    EXPECT_FALSE(conn->ColumnExist(QStringLiteral("T"), QStringLiteral("C")));
     EXPECT_FALSE(conn->TableExist(QStringLiteral("T")));
     EXPECT_TRUE(db->statements().isEmpty());
 
