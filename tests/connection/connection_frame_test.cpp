@@ -101,15 +101,6 @@ TEST_F(Frame, FinalizeClosesReleasesAndToleratesAFailingClose) {
     EXPECT_TRUE(closed->calls().empty());
 }
 
-TEST_F(Frame, StateAndErrorsComeFromTheConnection) {
-    db->fail(QStringLiteral("bad"), kErrSyntax, QStringLiteral("Incorrect syntax near 'bad'."));
-    conn->Execute(QStringLiteral("bad"));
-    ASSERT_EQ(conn->ADODBErrors().size(), 1u);
-    EXPECT_EQ(conn->ADODBErrors()[0].Description, "Incorrect syntax near 'bad'.");
-    db->setOpen(false);
-    EXPECT_EQ(conn->State(), 0);
-}
-
 // Class start: the product setting first, then Mirando.ini's global key when it is a number.
 class ClassStart : public ::testing::Test {
 protected:

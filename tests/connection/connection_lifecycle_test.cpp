@@ -95,13 +95,5 @@ TEST_F(Lifecycle, ErrorsPassThroughUnchanged) {
     EXPECT_EQ(db->count(CallKind::Cancel), 2);
 }
 
-TEST_F(Lifecycle, SharedConnectionGetsOnlyThePrefix) {
-    // A connection opened by the host and handed over never gets the SET statement of the open.
-    db->setOpen(true);
-    conn->setReadUncommitted(true);
-    conn->Execute(QStringLiteral("SELECT 1"));
-    EXPECT_EQ(db->statements(), QStringList{"SET TRANSACTION ISOLATION LEVEL READ UNCOMMITTED\rSELECT 1"});
-}
-
 } // namespace
 } // namespace qldb::test

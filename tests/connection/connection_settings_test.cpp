@@ -171,14 +171,6 @@ TEST_F(Settings, AccessorQuirks) {
     conn->setFieldDelimiterStart(QStringLiteral("\""));
     EXPECT_EQ(conn->FieldDelimiterStart(), "\"");
     EXPECT_EQ(conn->FieldDelimiterEnd(), "\"");
-
-    // Host flags change nothing of what the object does.
-    conn->setLocked(true);
-    conn->setCanLog(true);
-    conn->Execute(QStringLiteral("DELETE FROM T"));
-    EXPECT_EQ(db->statements(), QStringList{"DELETE FROM T"});
-    EXPECT_TRUE(conn->Locked());
-    EXPECT_TRUE(conn->CanLog());
 }
 
 TEST_F(Settings, CollationIsReadOnceAndKept) {
