@@ -102,12 +102,15 @@ std::vector<Column> DescribeColumns(SQLHSTMT stmt, SQLSMALLINT count, const Odbc
     return columns;
 }
 
+// Longer values are read in pieces of this size.
+constexpr size_t kTextBufferChars = 2048;
+constexpr size_t kBinaryBufferBytes = 8192;
+
 // Reads one cell. The buffers are the statement's, reused from cell to cell, so that a cell costs
 // no allocation beyond its value.
 class CellReader {
 public:
-    CellReader(SQLHSTMT stmt, const OdbcCallSite& site)
-        : m_stmt(stmt), m_site(site), m_text(2048), m_bytes(8192) {}
+    CellReader(SQLHSTMT stmt, const OdbcCallSite& site) : m_stmt(stmt), m_site(site) {}
 
     QVariant read(SQLUSMALLINT column, const Column& info) {
         switch (info.Read) {
@@ -179,6 +182,8 @@ private:
     }
 
     QVariant readText(SQLUSMALLINT column) {
+        if (m_text.empty())
+            m_text.resize(kTextBufferChars);
         const auto bufferBytes = static_cast<SQLLEN>(m_text.size() * sizeof(SQLWCHAR));
         QString value;
         for (bool first = true;; first = false) {
@@ -205,6 +210,8 @@ private:
     }
 
     QVariant readBinary(SQLUSMALLINT column) {
+        if (m_bytes.empty())
+            m_bytes.resize(kBinaryBufferBytes);
         const auto bufferBytes = static_cast<SQLLEN>(m_bytes.size());
         QByteArray value;
         for (;;) {
