@@ -142,6 +142,8 @@ QString ViewDependencies(const QString& sFrom) {
            indent + sFrom + QStringLiteral(")");
 }
 
+// The key list joins only key columns (is_included_column = 0) and the INCLUDE list only the
+// included ones (= 1), so a covering index comes back with both parts in their places.
 QString IndexCode(const QString& sTable, const QString& sIndex) {
     const QStringList lines = {
         QStringLiteral("SELECT"),
@@ -164,7 +166,7 @@ QString IndexCode(const QString& sTable, const QString& sIndex) {
         QStringLiteral("       FROM sys.index_columns ic"),
         QStringLiteral(
             "       INNER JOIN Sys.columns col ON col.object_id = ic.object_id AND col.column_id = "
-            "ic.column_id AND ic.is_included_co"),
+            "ic.column_id AND ic.is_included_column = 0"),
         QStringLiteral(
             "       WHERE ic.object_id = index_columns.object_id AND ic.index_id = index_columns.index_id"),
         QStringLiteral("       GROUP BY ic.object_id, col.name, ic.index_id"),
@@ -182,7 +184,7 @@ QString IndexCode(const QString& sTable, const QString& sIndex) {
         QStringLiteral("       SELECT ', ' + C.name"),
         QStringLiteral("       FROM sys.index_columns IC1"),
         QStringLiteral("       INNER JOIN Sys.columns C ON C.object_id = IC1.object_id AND C.column_id = "
-                       "IC1.column_id AND IC1.is_included_colum"),
+                       "IC1.column_id AND IC1.is_included_column = 1"),
         QStringLiteral("       WHERE IC1.object_id = index_columns.object_id AND IC1.index_id = "
                        "index_columns.index_id"),
         QStringLiteral("       GROUP BY IC1.object_id,C.name,index_id"),

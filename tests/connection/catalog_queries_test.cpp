@@ -230,7 +230,7 @@ INNER JOIN (
      STUFF((
        SELECT ', ' + col.name + CASE WHEN MAX(CONVERT(INT, ic.is_descending_key)) = 1 THEN ' DESC' ELSE ' ASC' END
        FROM sys.index_columns ic
-       INNER JOIN Sys.columns col ON col.object_id = ic.object_id AND col.column_id = ic.column_id AND ic.is_included_co
+       INNER JOIN Sys.columns col ON col.object_id = ic.object_id AND col.column_id = ic.column_id AND ic.is_included_column = 0
        WHERE ic.object_id = index_columns.object_id AND ic.index_id = index_columns.index_id
        GROUP BY ic.object_id, col.name, ic.index_id
        ORDER BY MAX(ic.key_ordinal)
@@ -246,7 +246,7 @@ LEFT JOIN (
      STUFF((
        SELECT ', ' + C.name
        FROM sys.index_columns IC1
-       INNER JOIN Sys.columns C ON C.object_id = IC1.object_id AND C.column_id = IC1.column_id AND IC1.is_included_colum
+       INNER JOIN Sys.columns C ON C.object_id = IC1.object_id AND C.column_id = IC1.column_id AND IC1.is_included_column = 1
        WHERE IC1.object_id = index_columns.object_id AND IC1.index_id = index_columns.index_id
        GROUP BY IC1.object_id,C.name,index_id
        FOR XML PATH('')), 1, 2, '') IncludedColumns
@@ -295,7 +295,7 @@ TEST_F(Catalog, FailureKinds) {
     int32_t pointerAtReport = -1;
     errors->setOnReport([&](const ReportedError&) { pointerAtReport = host->MousePointer(); });
     db->failIf([](const QString& s) { return s.startsWith(QStringLiteral("SELECT\r 'CREATE")); }, kErrSyntax,
-               QStringLiteral("Invalid column name 'is_included_co'."));
+               QStringLiteral("Invalid object name 'sys.indexes'."));
     EXPECT_EQ(conn->GetIndexCode(QStringLiteral("T"), QStringLiteral("I")), "");
     EXPECT_EQ(pointerAtReport, kPointerDefault);
     EXPECT_EQ(host->MousePointer(), kPointerDefault);

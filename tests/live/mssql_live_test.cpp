@@ -114,6 +114,9 @@ TEST_F(MsSqlLive, ReadUncommittedPrefixAndCatalogReads) {
     m_cn->Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_C ON LIVE_K (C)"));
     EXPECT_EQ(m_cn->GetTableKeys(QStringLiteral("LIVE_K")), QStringLiteral("ID"));
     EXPECT_EQ(m_cn->GetIndexes(QStringLiteral("LIVE_K")), QStringLiteral("IX_LIVE_K_C"));
+    m_cn->Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_COVER ON LIVE_K (C DESC) INCLUDE (ID)"));
+    EXPECT_EQ(m_cn->GetIndexCode(QStringLiteral("LIVE_K"), QStringLiteral("IX_LIVE_K_COVER")),
+              QStringLiteral("CREATE NONCLUSTERED INDEX IX_LIVE_K_COVER ON dbo.LIVE_K (C DESC)  INCLUDE (ID) "));
     EXPECT_TRUE(m_cn->TableExist(QStringLiteral("LIVE_K")));
     EXPECT_TRUE(m_cn->ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("C")));
     EXPECT_FALSE(m_cn->ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("NOPE")));
