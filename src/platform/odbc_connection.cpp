@@ -7,6 +7,9 @@
 #include "platform/odbc_recordset_writer.h"
 #include "platform/provider_map.h"
 
+#include <langinfo.h>
+#include <locale.h>
+
 namespace qldb {
 
 namespace {
@@ -18,6 +21,38 @@ constexpr int32_t kAdCmdTable = 2;
 constexpr int32_t kAdCmdTableDirect = 512;
 constexpr int32_t kAdXactRepeatableRead = 65536;
 constexpr int32_t kAdXactSerializable = 1048576;
+
+// Drivers without the wide API (SQLite's) get their text through the driver manager, which
+// converts with the character set of the locale in force when the connection's handles are made.
+// In a process that never chose a locale that is ASCII, and every other character would be lost,
+// so the handles are made under a UTF-8 character locale on this thread; the process keeps its
+// own.
+class Utf8CharactersWhileConnecting {
+public:
+    Utf8CharactersWhileConnecting() {
+        if (QByteArray(nl_langinfo(CODESET)).toUpper().replace("-", "") == "UTF8")
+            return;
+        for (const char* name : {"C.UTF-8", "en_US.UTF-8"}) {
+            m_locale = newlocale(LC_CTYPE_MASK, name, static_cast<locale_t>(nullptr));
+            if (m_locale != static_cast<locale_t>(nullptr))
+                break;
+        }
+        if (m_locale != static_cast<locale_t>(nullptr))
+            m_previous = uselocale(m_locale);
+    }
+    ~Utf8CharactersWhileConnecting() {
+        if (m_locale == static_cast<locale_t>(nullptr))
+            return;
+        uselocale(m_previous);
+        freelocale(m_locale);
+    }
+    Utf8CharactersWhileConnecting(const Utf8CharactersWhileConnecting&) = delete;
+    Utf8CharactersWhileConnecting& operator=(const Utf8CharactersWhileConnecting&) = delete;
+
+private:
+    locale_t m_locale = static_cast<locale_t>(nullptr);
+    locale_t m_previous = static_cast<locale_t>(nullptr);
+};
 
 bool HasOption(int32_t options, int32_t option) {
     // -1 (unspecified) is no set of flags.
@@ -101,6 +136,7 @@ void OdbcConnection::Open() {
     const QString odbc = TranslateConnectionString(m_connectionString);
     // The connection string holds the password, so it is not kept as the statement of an error.
     const OdbcCallSite site{source, {}, &m_errors};
+    const Utf8CharactersWhileConnecting utf8;
 
     if (!m_env) {
         SQLHANDLE env = SQL_NULL_HANDLE;
