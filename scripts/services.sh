@@ -124,8 +124,11 @@ pg_stop() {
 
 # ---- MariaDB --------------------------------------------------------------------------------
 
-ma_client() { mariadb --no-defaults --protocol=socket -S "$MA_SOCK" -u root "$@"; }
-ma_ready() { mariadb-admin --no-defaults --protocol=socket -S "$MA_SOCK" -u root ping; }
+# mariadb-install-db gives root and the server's own user socket logins: we are one of them.
+MA_ADMIN=root
+((IS_ROOT)) || MA_ADMIN=$(id -un)
+ma_client() { mariadb --no-defaults --protocol=socket -S "$MA_SOCK" -u "$MA_ADMIN" "$@"; }
+ma_ready() { mariadb-admin --no-defaults --protocol=socket -S "$MA_SOCK" -u "$MA_ADMIN" ping; }
 
 ma_start() {
     local user
@@ -164,7 +167,7 @@ EOF
 ma_stop() {
     if ma_ready >/dev/null 2>&1; then
         log "stopping MariaDB"
-        mariadb-admin --no-defaults --protocol=socket -S "$MA_SOCK" -u root shutdown
+        mariadb-admin --no-defaults --protocol=socket -S "$MA_SOCK" -u "$MA_ADMIN" shutdown
     fi
 }
 
