@@ -19,6 +19,7 @@ constexpr SQLULEN kLoginTimeoutSeconds = 15;
 
 constexpr int32_t kAdCmdTable = 2;
 constexpr int32_t kAdCmdTableDirect = 512;
+constexpr int32_t kAdXactUnspecified = -1;
 constexpr int32_t kAdXactRepeatableRead = 65536;
 constexpr int32_t kAdXactSerializable = 1048576;
 
@@ -116,7 +117,7 @@ SQLHDBC OdbcConnection::requireOpen(const QString& sSource) const {
 
 void OdbcConnection::setIsolationLevel(int32_t level) {
     m_isolationLevel = level;
-    m_isolationSet = level != ado::adOptionUnspecified;
+    m_isolationSet = level != kAdXactUnspecified;
     if (m_open && m_isolationSet)
         applyIsolation(QStringLiteral("Connection.IsolationLevel"));
 }
