@@ -19,7 +19,8 @@
 namespace qldb::test {
 namespace {
 
-const QByteArray kPdfBytes("%PDF-1.4\n\x00\x01\x02\xff binary tail", 28);
+constexpr char kPdfLiteral[] = "%PDF-1.4\n\x00\x01\x02\xff binary tail";
+const QByteArray kPdfBytes(kPdfLiteral, sizeof kPdfLiteral - 1);
 
 class RecordServicesLive : public LiveServerTest {
 protected:
