@@ -1,13 +1,11 @@
-// Statements built by qlQueryConstructor run on real servers and the rows read back: the texts are
-// SQL that a server accepts, not just the strings the unit tests expect. SQLite stands in for the
-// file database (Access type words); PostgreSQL takes the MySQL words, which it shares for the
-// types used here. The "dbo." owner that CreateTable always writes is given to each server first.
+// Statements built by qlQueryConstructor run on real servers and the rows read back: SQLite takes
+// the file database's type words, PostgreSQL the MySQL ones (the same for the types used here). The
+// "dbo." owner that CreateTable writes is given to each server first.
 #include "platform/conversions.h"
 #include "sql/ql_query_constructor.h"
 #include "support/live_servers.h"
 
 #include <QDate>
-#include <gtest/gtest.h>
 
 namespace qldb::test {
 namespace {
@@ -15,91 +13,56 @@ namespace {
 using T = ql_eDataType;
 using Op = ql_eAritmeticOperator;
 
-class SqlStatementsLive : public LiveServerTest {
-protected:
-    // A provider whose type words the server under test accepts.
-    ql_eProviderType provider() const {
-        return server() == LiveServer::SQLite ? ql_eProviderType::MsAccess : ql_eProviderType::MySql;
-    }
-
-    // Makes "dbo.<table>" name a table that plain "<table>" finds too.
-    void giveOwner(IDbConnection& db) const {
-        if (server() == LiveServer::SQLite) {
-            // Unqualified names are looked up in the attached databases after main.
-            db.Execute(QStringLiteral("ATTACH DATABASE ':memory:' AS dbo"), ado::adExecuteNoRecords);
-            return;
-        }
-        db.Execute(QStringLiteral("CREATE SCHEMA IF NOT EXISTS dbo"), ado::adExecuteNoRecords);
-        db.Execute(QStringLiteral("SET search_path TO public, dbo"), ado::adExecuteNoRecords);
-    }
-
-    static void run(IDbConnection& db, const QString& sql) {
-        SCOPED_TRACE(sql.toStdString());
-        db.Execute(sql, ado::adExecuteNoRecords);
-    }
-};
-
-ql_tField Column(const QString& name, T type, int32_t size, bool allowNull,
-                 const QString& defaultValue = QString()) {
-    ql_tField fld;
-    fld.FieldName = name;
-    fld.FieldType = type;
-    fld.Size = size;
-    fld.AllowNull = allowNull;
-    fld.DefaultValue = defaultValue;
-    return fld;
-}
+class SqlStatementsLive : public LiveServerTest {};
 
 TEST_P(SqlStatementsLive, CreateInsertUpdateDeleteSelect) {
     auto db = connect();
-    giveOwner(*db);
-    ScopedTable table(*db, QStringLiteral("qc"));
-
+    const bool sqlite = server() == LiveServer::SQLite;
+    // Unqualified names are looked up in SQLite's attached databases after main.
+    for (const char* sql : sqlite ? std::vector<const char*>{"ATTACH DATABASE ':memory:' AS dbo"}
+                                  : std::vector<const char*>{"CREATE SCHEMA IF NOT EXISTS dbo",
+                                                             "SET search_path TO public, dbo"})
+        db->Execute(sql, ado::adExecuteNoRecords);
+    ScopedTable table(*db, "qc");
     qlQueryConstructor q;
-    q.setProviderType(provider());
+    q.setProviderType(sqlite ? ql_eProviderType::MsAccess : ql_eProviderType::MySql);
     q.SetTable(table.name());
-    ql_tField id = Column("ID", T::TypeInt, 0, false);
-    id.KeyField = true;
-    q.AddField(id);
-    q.AddField(Column("NAME", T::TypeVarChar, 40, true));
-    q.AddField(Column("CODE", T::TypeChar, 3, false, "('XX')"));
-    q.AddField(Column("QTY", T::TypeLong, 0, false, "((0))"));
-    q.AddField(Column("DAY", T::TypeDate, 0, true));
-    run(*db, q.MakeQuery(ql_eQueryType::CreateTable));
-
-    const auto insert = [&](const std::vector<std::tuple<QString, QVariant, T>>& values) {
+    const auto run = [&](ql_eQueryType type) {
+        const QString sql = q.MakeQuery(type);
+        SCOPED_TRACE(sql.toStdString());
+        auto rs = db->Execute(sql, ado::adCmdText);
         q.Reset();
         q.SetTable(table.name());
-        for (const auto& [name, value, type] : values)
-            q.AddUpdateField(name, value, type);
-        run(*db, q.MakeQuery(ql_eQueryType::Insert));
+        return rs;
     };
-    insert({{"ID", 1, T::TypeInt},
-            {"NAME", "O'Brien", T::TypeVarChar},
-            {"CODE", "AB", T::TypeChar},
-            {"QTY", 10, T::TypeLong},
-            {"DAY", QDate(2024, 1, 31), T::TypeDate}});
-    insert({{"ID", 2, T::TypeInt},
-            {"NAME", "Smith", T::TypeVarChar},
-            {"CODE", "CD", T::TypeChar},
-            {"QTY", 20, T::TypeLong},
-            {"DAY", QDate(2024, 2, 29), T::TypeDate}});
-    // The defaults of the created table fill what the insert leaves out.
-    insert({{"ID", 3, T::TypeInt}, {"NAME", NullVariant(), T::TypeVarChar}});
-
-    // A quoted text finds its row again.
-    q.Reset();
-    q.SetTable(table.name());
-    q.AddSelectField("ID");
+    q.AddField({.FieldName = "ID", .FieldType = T::TypeInt, .KeyField = true});
+    q.AddField({.FieldName = "NAME", .FieldType = T::TypeVarChar, .Size = 40, .AllowNull = true});
+    q.AddField({.FieldName = "CODE", .FieldType = T::TypeChar, .Size = 3, .DefaultValue = "('XX')"});
+    q.AddField({.FieldName = "QTY", .FieldType = T::TypeLong, .DefaultValue = "((0))"});
+    q.AddField({.FieldName = "DAY", .FieldType = T::TypeDate, .AllowNull = true});
+    run(ql_eQueryType::CreateTable);
+    struct Row {
+        int id;
+        QVariant name, code, qty, day;
+    };
+    for (const Row& r : {Row{1, "O'Brien", "AB", 10, QDate(2024, 1, 31)},
+                         Row{2, "Smith", "CD", 20, QDate(2024, 2, 29)}, Row{3, NullVariant(), {}, {}, {}}}) {
+        q.AddUpdateField("ID", r.id, T::TypeInt);
+        q.AddUpdateField("NAME", r.name, T::TypeVarChar);
+        if (r.id < 3) { // the third row leaves the rest to the created table's defaults
+            q.AddUpdateField("CODE", r.code, T::TypeChar);
+            q.AddUpdateField("QTY", r.qty, T::TypeLong);
+            q.AddUpdateField("DAY", r.day, T::TypeDate);
+        }
+        run(ql_eQueryType::Insert);
+    }
+    q.AddSelectField("ID"); // a quoted text finds its row again
     q.WhereConditions()->AddField("NAME", T::TypeVarChar, Op::OperatorEqual, {"O'Brien"});
-    auto found = db->Execute(q.MakeQuery(ql_eQueryType::SelectFrom), ado::adCmdText);
-    ASSERT_TRUE(found);
-    ASSERT_EQ(found->RecordCount(), 1);
-    EXPECT_EQ(ToLong(found->Value(0)), 1);
+    auto rs = run(ql_eQueryType::SelectFrom);
+    ASSERT_EQ(rs->RecordCount(), 1);
+    EXPECT_EQ(ToLong(rs->Value(0)), 1);
 
     // (ID = 2 OR ID = 3) AND CODE = 'XX': only the third row.
-    q.Reset();
-    q.SetTable(table.name());
     q.AddUpdateField("QTY", 99, T::TypeLong);
     auto either = std::make_shared<qlWhereCondition>();
     either->setLogicOperator(ql_eLogicOperator::Operator_OR);
@@ -107,56 +70,30 @@ TEST_P(SqlStatementsLive, CreateInsertUpdateDeleteSelect) {
     either->AddField("ID", T::TypeInt, Op::OperatorEqual, {3});
     q.WhereConditions()->AddGroupCondition(either);
     q.WhereConditions()->AddField("CODE", T::TypeChar, Op::OperatorEqual, {"XX"});
-    run(*db, q.MakeQuery(ql_eQueryType::Update));
-
-    q.Reset();
-    q.SetTable(table.name());
+    run(ql_eQueryType::Update);
     q.setWhereString("WHERE ID = 1");
-    run(*db, q.MakeQuery(ql_eQueryType::Delete));
+    run(ql_eQueryType::Delete);
+    q.AddField({.FieldName = "EXTRA", .FieldType = T::TypeInt, .AllowNull = true});
+    run(ql_eQueryType::AlterTable); // adds the column
 
-    // A column added by AlterTable is there to be read.
-    q.Reset();
-    q.SetTable(table.name());
-    q.AddField(Column("EXTRA", T::TypeInt, 0, true));
-    run(*db, q.MakeQuery(ql_eQueryType::AlterTable, ql_eAlterAction::Alter_AddField));
-
-    q.Reset();
-    q.SetTable(table.name());
     for (const char* name : {"ID", "NAME", "CODE", "QTY", "DAY", "EXTRA"})
         q.AddSelectField(name);
     q.WhereConditions()->AddField("ID", T::TypeInt, Op::OperatorIn, {1, 2, 3});
     q.AddOrderBy("ID", ql_eOrder::Order_DESC);
-    const QString select = q.MakeQuery(ql_eQueryType::SelectFrom);
-    SCOPED_TRACE(select.toStdString());
-    auto rs = db->Execute(select, ado::adCmdText);
-    ASSERT_TRUE(rs);
-    ASSERT_EQ(rs->RecordCount(), 2);
-    rs->MoveFirst();
-    EXPECT_EQ(ToLong(rs->Value("ID")), 3);
-    EXPECT_TRUE(IsNull(rs->Value("NAME")));
-    EXPECT_EQ(ToText(rs->Value("CODE")).trimmed(), QString("XX"));
-    EXPECT_EQ(ToLong(rs->Value("QTY")), 99);
-    EXPECT_TRUE(IsNull(rs->Value("DAY")));
-    EXPECT_TRUE(IsNull(rs->Value("EXTRA")));
-    rs->MoveNext();
-    EXPECT_EQ(ToLong(rs->Value("ID")), 2);
-    EXPECT_EQ(ToText(rs->Value("NAME")), QString("Smith"));
-    EXPECT_EQ(ToText(rs->Value("CODE")).trimmed(), QString("CD"));
-    EXPECT_EQ(ToLong(rs->Value("QTY")), 20);
-    EXPECT_EQ(ToText(rs->Value("DAY")), QString("20240229"));
-
-    // DISTINCT over the codes of the rows that are left.
-    q.Reset();
-    q.SetTable(table.name());
-    q.AddSelectField("CODE");
-    q.setWhereString("WHERE ID > 1");
-    rs = db->Execute(q.MakeQuery(ql_eQueryType::SelectFromDistinct), ado::adCmdText);
-    ASSERT_TRUE(rs);
-    EXPECT_EQ(rs->RecordCount(), 2);
+    rs = run(ql_eQueryType::SelectFrom);
+    QStringList rows;
+    for (rs->MoveFirst(); !rs->IsEOF(); rs->MoveNext()) {
+        QStringList values;
+        for (int i = 0; i < rs->FieldCount(); ++i)
+            values << (IsNull(rs->Value(i)) ? QStringLiteral("Null") : ToText(rs->Value(i)).trimmed());
+        rows << values.join('|');
+    }
+    EXPECT_EQ(rows.join('\n'), "3|Null|XX|99|Null|Null\n2|Smith|CD|20|20240229|Null");
+    q.AddSelectField("EXTRA"); // Null in both rows left: one distinct row
+    EXPECT_EQ(run(ql_eQueryType::SelectFromDistinct)->RecordCount(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Servers, SqlStatementsLive,
-                         ::testing::Values(LiveServer::SQLite, LiveServer::PostgreSQL), LiveServerParamName);
+QLDB_INSTANTIATE_LIVE_TEST(SqlStatementsLive, LiveServer::SQLite, LiveServer::PostgreSQL);
 
 } // namespace
 } // namespace qldb::test
