@@ -1,4 +1,3 @@
-#include "platform/sql_literal.h"
 #include "sql/ql_query_constructor.h"
 #include "sql_test_support.h"
 
@@ -11,28 +10,18 @@ using Action = ql_eAlterAction;
 namespace {
 
 const QString SEP(QChar(1));
-
-// Fixes the clock behind the fill statements for the life of a test.
-class FixedClock {
-public:
-    explicit FixedClock(QDateTime now) {
-        qlQueryConstructor::setClockForTesting([now] { return now; });
-    }
-    ~FixedClock() { qlQueryConstructor::setClockForTesting({}); }
-};
+const QString kAlter = "ALTER TABLE A01_T\r\n ALTER COLUMN \r\n ";
 
 ql_tField Column(const QString& name, T type, int32_t size, bool allowNull,
                  const QString& collate = QString(), const QString& defaultValue = QString(),
                  T oldType = T::TypeChar) {
-    ql_tField fld;
-    fld.FieldName = name;
-    fld.FieldType = type;
-    fld.Size = size;
-    fld.AllowNull = allowNull;
-    fld.Collate = collate;
-    fld.DefaultValue = defaultValue;
-    fld.OldFieldType = oldType;
-    return fld;
+    return ql_tField{.FieldName = name,
+                     .FieldType = type,
+                     .Size = size,
+                     .AllowNull = allowNull,
+                     .DefaultValue = defaultValue,
+                     .Collate = collate,
+                     .OldFieldType = oldType};
 }
 
 QString Alter(const ql_tField& fld, Action action, bool* useTransaction = nullptr,
@@ -54,111 +43,50 @@ TEST(SchemaStatementsTest, CreateTable) {
     code.Desciption = "Client's code";
     q.AddField(code);
     q.AddField(Column("QTY", T::TypeInt, 0, true, "Latin1_General_CI_AS", "((0))"));
-    ql_tField id = Column("ID", T::TypeCounter, 0, false);
-    id.KeyField = true;
-    q.AddField(id);
+    q.AddField(ql_tField{.FieldName = "ID", .FieldType = T::TypeCounter, .KeyField = true});
     const QString target = "'user', dbo, 'table', 'A01_CLIENTS', 'column', ";
-    EXPECT_EQ(q.MakeQuery(ql_eQueryType::CreateTable),
-              "CREATE TABLE dbo.A01_CLIENTS\r\n(\r\n"
-              "  CODE CHAR(10) COLLATE Latin1_General_CI_AS NOT NULL DEFAULT ('X'),\r\n"
-              "  QTY INTEGER NULL DEFAULT (0),\r\n"
-              "  ID INTEGER IDENTITY(1, 1) NOT NULL,\r\n"
-              "  PRIMARY KEY (CODE, ID)\r\n);\r\n"
-              "EXEC sp_addextendedproperty 'MS_Description', 'Client''s code', " +
-                  target + "'CODE';\r\nEXEC sp_addextendedproperty 'MS_Description', '', " + target +
-                  "'QTY';\r\nEXEC sp_addextendedproperty 'MS_Description', '', " + target + "'ID';\r\n");
+    EXPECT_EQ(
+        q.MakeQuery(ql_eQueryType::CreateTable),
+        "CREATE TABLE dbo.A01_CLIENTS\r\n(\r\n"
+        "  CODE CHAR(10) COLLATE Latin1_General_CI_AS NOT NULL DEFAULT ('X'),\r\n"
+        "  QTY INTEGER NULL DEFAULT (0),\r\n  ID INTEGER IDENTITY(1, 1) NOT NULL,\r\n"
+        "  PRIMARY KEY (CODE, ID)\r\n);\r\nEXEC sp_addextendedproperty 'MS_Description', 'Client''s code', " +
+            target + "'CODE';\r\nEXEC sp_addextendedproperty 'MS_Description', '', " + target +
+            "'QTY';\r\nEXEC sp_addextendedproperty 'MS_Description', '', " + target + "'ID';\r\n");
 
-    // Without a key there is no key line and no trailing comma; where the provider has no comment
-    // statement each column still gets its ";" line. The owner stays whatever the provider.
+    // Without a key there is no key line; without a comment statement each column still gets its ";".
     qlQueryConstructor my;
     my.setProviderType(ql_eProviderType::MySql);
     my.SetTable("NOTES");
     my.AddField(Column("BODY", T::TypeMemo, 0, true, "utf8mb4_bin"));
     my.AddField(Column("AT", T::TypeDate, 0, false, QString(), "('20240101')"));
-    EXPECT_EQ(my.MakeQuery(ql_eQueryType::CreateTable),
-              "CREATE TABLE dbo.NOTES\r\n(\r\n  BODY TINYTEXT COLLATE utf8mb4_bin NULL,\r\n  AT CHAR(8) NOT "
-              "NULL DEFAULT (" +
-                  FormatSqlValue("20240101", T::TypeDate, ql_eProviderType::MySql) + ")\r\n);\r\n;\r\n;\r\n");
+    EXPECT_EQ(
+        my.MakeQuery(ql_eQueryType::CreateTable),
+        QString(
+            "CREATE TABLE dbo.NOTES\r\n(\r\n  BODY TINYTEXT COLLATE utf8mb4_bin NULL,\r\n  AT CHAR(8) NOT "
+            "NULL DEFAULT ('20240101')\r\n);\r\n;\r\n;\r\n"));
 }
 
-TEST(SchemaStatementsTest, AlterTableGeneralRoute) {
+TEST(SchemaStatementsTest, AlterTableGeneralRouteFillsThenTightens) {
     EXPECT_EQ(Alter(Column("X", T::TypeVarChar, 50, true, "C1"), Action::Alter_AddField),
               QString("ALTER TABLE A01_T\r\n ADD \r\n X VARCHAR(50) COLLATE C1 NULL"));
     EXPECT_EQ(Alter(Column("X", T::TypeVarChar, 50, false, "C1"), Action::Alter_DropField),
               QString("ALTER TABLE A01_T\r\n DROP COLUMN \r\n X"));
-
-    // NOT NULL: added without null clause, filled where Null, then made NOT NULL.
-    EXPECT_EQ(
-        Alter(Column("N", T::TypeCharUnicode, 10, false, "C1"), Action::Alter_ModifyField),
-        "ALTER TABLE A01_T\r\n ALTER COLUMN \r\n N NCHAR(10) COLLATE C1" + SEP + "UPDATE A01_T\r\nSET N = " +
-            FormatSqlValue("", T::TypeCharUnicode, ql_eProviderType::SQLServer) + "\r\n WHERE N IS NULL\r\n" +
-            SEP + "ALTER TABLE A01_T\r\n ALTER COLUMN \r\n N NCHAR(10) COLLATE C1  NOT NULL");
+    EXPECT_EQ(Alter(Column("N", T::TypeCharUnicode, 10, false, "C1"), Action::Alter_ModifyField),
+              kAlter + "N NCHAR(10) COLLATE C1" + SEP +
+                  "UPDATE A01_T\r\nSET N = N''\r\n WHERE N IS NULL\r\n" + SEP + kAlter +
+                  "N NCHAR(10) COLLATE C1  NOT NULL");
     EXPECT_EQ(Alter(Column("Q", T::TypeInt, 0, false, QString(), "((5))"), Action::Alter_AddField),
               "ALTER TABLE A01_T\r\n ADD \r\n Q INTEGER" + SEP +
-                  "UPDATE A01_T\r\nSET Q = 5\r\n WHERE Q IS NULL\r\n" + SEP +
-                  "ALTER TABLE A01_T\r\n ALTER COLUMN \r\n Q INTEGER NOT NULL");
-    EXPECT_EQ(
-        Alter(Column("Q", T::TypeDbl, 0, false), Action::Alter_AddField, nullptr, ql_eProviderType::MySql),
-        "ALTER TABLE A01_T\r\n ADD \r\n Q DOUBLE" + SEP +
-            "UPDATE A01_T\r\nSET Q = 0\r\n WHERE Q IS NULL\r\n" + SEP +
-            "ALTER TABLE A01_T\r\n ALTER COLUMN \r\n Q DOUBLE NOT NULL");
-
-    // A NOT NULL date column is filled with the present time, formatted for SQL Server whatever
-    // provider the constructor has.
-    const QDateTime now(QDate(2024, 3, 5), QTime(9, 8, 7));
-    FixedClock fixed(now);
-    for (T type : {T::TypeDate, T::TypeTime, T::TypeDateTime}) {
-        const QString word = type == T::TypeDate ? "CHAR(8)" : type == T::TypeTime ? "CHAR(6)" : "DATETIME";
-        EXPECT_EQ(
-            Alter(Column("D", type, 0, false), Action::Alter_AddField, nullptr, ql_eProviderType::MsAccess),
-            "ALTER TABLE A01_T\r\n ADD \r\n D " + word + SEP + "UPDATE A01_T\r\nSET D = " +
-                FormatSqlValue(now, type, ql_eProviderType::SQLServer) + "\r\n WHERE D IS NULL\r\n" + SEP +
-                "ALTER TABLE A01_T\r\n ALTER COLUMN \r\n D " + word + " NOT NULL");
-    }
-}
-
-TEST(SchemaStatementsTest, AlterTableRenameRouteForMemoChanges) {
-    bool useTransaction = false;
-    EXPECT_EQ(
-        Alter(Column("NOTE", T::TypeMemo, 100, false, "C1"), Action::Alter_ModifyField, &useTransaction),
-        "EXEC sp_rename 'A01_T.NOTE', 'NOTE_OLD', 'COLUMN' " + SEP +
-            "ALTER TABLE A01_T ADD NOTE TEXT COLLATE C1 NOT NULL DEFAULT ('')" + SEP +
-            "UPDATE A01_T SET NOTE =NOTE_OLD" + SEP + "ALTER TABLE A01_T DROP COLUMN NOTE_OLD ");
-    EXPECT_TRUE(useTransaction);
-
-    useTransaction = false;
-    EXPECT_EQ(Alter(Column("NOTE", T::TypeVarChar, 200, true, QString(), "('a')", T::TypeMemoUnicode),
-                    Action::Alter_ModifyField, &useTransaction),
-              "EXEC sp_rename 'A01_T.NOTE', 'NOTE_OLD', 'COLUMN' " + SEP +
-                  "ALTER TABLE A01_T ADD NOTE VARCHAR(200) NULL DEFAULT ('a')" + SEP +
-                  "UPDATE A01_T SET NOTE =NOTE_OLD" + SEP + "ALTER TABLE A01_T DROP COLUMN NOTE_OLD ");
-    EXPECT_TRUE(useTransaction);
-    // The rename route writes the collation for any type and takes the provider's type words.
-    EXPECT_EQ(Alter(Column("W", T::TypeMemoUnicode, 0, true, "C2"), Action::Alter_ModifyField, nullptr,
-                    ql_eProviderType::SyBase)
-                  .section(SEP, 1, 1),
-              QString("ALTER TABLE A01_T ADD W NTEXT COLLATE C2 NULL"));
-
-    // Char to varchar is altered in place; the flag is never written back to False.
-    useTransaction = false;
-    EXPECT_EQ(Alter(Column("C", T::TypeVarChar, 20, true, QString(), QString(), T::TypeChar),
-                    Action::Alter_ModifyField, &useTransaction),
-              QString("ALTER TABLE A01_T\r\n ALTER COLUMN \r\n C VARCHAR(20) NULL"));
-    EXPECT_FALSE(useTransaction);
-    useTransaction = true;
-    EXPECT_EQ(Alter(Column("M", T::TypeMemo, 0, true), Action::Alter_AddField, &useTransaction),
-              QString("ALTER TABLE A01_T\r\n ADD \r\n M TEXT NULL"));
-    EXPECT_TRUE(useTransaction);
-}
-
-TEST(SchemaStatementsTest, AlterTableCounterRouteAndSeveralFields) {
-    EXPECT_EQ(Alter(Column("ID", T::TypeCounter, 0, false), Action::Alter_AddField),
-              QString("ALTER TABLE A01_T\r\n ADD \r\n ID INTEGER IDENTITY(1, 1) NOT NULL"));
-    EXPECT_EQ(Alter(Column("ID", T::TypeBigCounter, 0, false, QString(), QString(), T::TypeCounter),
-                    Action::Alter_ModifyField),
-              QString("ALTER TABLE A01_T\r\n ALTER COLUMN \r\n ID BIGINT NOT NULL"));
-    EXPECT_EQ(Alter(Column("ID", T::TypeBigCounter, 0, false), Action::Alter_ModifyField),
-              QString("ALTER TABLE A01_T\r\n ALTER COLUMN \r\n ID BIGINT IDENTITY(1, 1) NOT NULL"));
+                  "UPDATE A01_T\r\nSET Q = 5\r\n WHERE Q IS NULL\r\n" + SEP + kAlter + "Q INTEGER NOT NULL");
+    // The fill is written for SQL Server whatever the provider: a date column gets the present time.
+    qlQueryConstructor::setClockForTesting([] { return QDateTime(QDate(2024, 3, 5), QTime(9, 8, 7)); });
+    EXPECT_EQ(Alter(Column("D", T::TypeDateTime, 0, false), Action::Alter_AddField, nullptr,
+                    ql_eProviderType::MsAccess),
+              "ALTER TABLE A01_T\r\n ADD \r\n D DATETIME" + SEP +
+                  "UPDATE A01_T\r\nSET D = '20240305 09:08:07'\r\n WHERE D IS NULL\r\n" + SEP + kAlter +
+                  "D DATETIME NOT NULL");
+    qlQueryConstructor::setClockForTesting({});
 
     // The column texts accumulate over the fields, so each statement repeats the earlier columns.
     qlQueryConstructor q;
@@ -170,26 +98,58 @@ TEST(SchemaStatementsTest, AlterTableCounterRouteAndSeveralFields) {
                   " B BIT NULL");
 }
 
-TEST(SchemaStatementsTest, PrimaryKeyAndDrops) {
+TEST(SchemaStatementsTest, AlterTableRenameAndCounterRoutes) {
+    bool useTransaction = false;
+    EXPECT_EQ(
+        Alter(Column("NOTE", T::TypeMemo, 100, false, "C1"), Action::Alter_ModifyField, &useTransaction),
+        "EXEC sp_rename 'A01_T.NOTE', 'NOTE_OLD', 'COLUMN' " + SEP +
+            "ALTER TABLE A01_T ADD NOTE TEXT COLLATE C1 NOT NULL DEFAULT ('')" + SEP +
+            "UPDATE A01_T SET NOTE =NOTE_OLD" + SEP + "ALTER TABLE A01_T DROP COLUMN NOTE_OLD ");
+    EXPECT_TRUE(useTransaction);
+    useTransaction = false;
+    EXPECT_EQ(Alter(Column("NOTE", T::TypeVarChar, 200, true, QString(), "('a')", T::TypeMemoUnicode),
+                    Action::Alter_ModifyField, &useTransaction)
+                  .section(SEP, 1, 1),
+              QString("ALTER TABLE A01_T ADD NOTE VARCHAR(200) NULL DEFAULT ('a')"));
+    EXPECT_TRUE(useTransaction);
+    // The rename route takes the provider's type words.
+    EXPECT_EQ(Alter(Column("W", T::TypeMemoUnicode, 0, true, "C2"), Action::Alter_ModifyField, nullptr,
+                    ql_eProviderType::MySql)
+                  .section(SEP, 1, 1),
+              QString("ALTER TABLE A01_T ADD W NTEXT COLLATE C2 NULL"));
+    // Char to varchar is altered in place; the flag is never written back to False.
+    useTransaction = true;
+    EXPECT_EQ(Alter(Column("C", T::TypeVarChar, 20, true), Action::Alter_ModifyField, &useTransaction),
+              kAlter + "C VARCHAR(20) NULL");
+    EXPECT_TRUE(useTransaction);
+
+    EXPECT_EQ(Alter(Column("ID", T::TypeCounter, 0, false), Action::Alter_AddField),
+              QString("ALTER TABLE A01_T\r\n ADD \r\n ID INTEGER IDENTITY(1, 1) NOT NULL"));
+    // Widening an identity keeps it: no second identity clause.
+    EXPECT_EQ(Alter(Column("ID", T::TypeBigCounter, 0, false, QString(), QString(), T::TypeCounter),
+                    Action::Alter_ModifyField),
+              kAlter + "ID BIGINT NOT NULL");
+    EXPECT_EQ(Alter(Column("ID", T::TypeBigCounter, 0, false), Action::Alter_ModifyField),
+              kAlter + "ID BIGINT IDENTITY(1, 1) NOT NULL");
+}
+
+TEST(SchemaStatementsTest, PrimaryKeyAndDropIndex) {
     qlQueryConstructor q;
     q.SetTable("X");
     q.AddSelectField("A");
     q.AddSelectField("B");
     EXPECT_EQ(q.MakeQuery(ql_eQueryType::CreatePrimaryKey),
               QString("ALTER TABLE X ADD CONSTRAINT PK_X\r\n PRIMARY KEY (\r\nA,B)"));
+    // A taken name gets the next number, compared without case.
     q.AddDropIndex("PK_X");
-    EXPECT_EQ(q.MakeQuery(ql_eQueryType::CreatePrimaryKey),
-              QString("ALTER TABLE X ADD CONSTRAINT PK_X1\r\n PRIMARY KEY (\r\nA,B)"));
     q.AddDropIndex("pk_x1");
     EXPECT_EQ(q.MakeQuery(ql_eQueryType::CreatePrimaryKey),
               QString("ALTER TABLE X ADD CONSTRAINT PK_X2\r\n PRIMARY KEY (\r\nA,B)"));
-
     // DropIndex works on the first index only.
     q.SetTable("T", "A01");
     EXPECT_EQ(q.MakeQuery(ql_eQueryType::DropIndex), QString("DROP INDEX A01_T.PK_X"));
     EXPECT_EQ(q.MakeQuery(ql_eQueryType::DropIndex, Action::Alter_AddField, ql_KeyType::KeyTypePrimary),
               QString("ALTER TABLE A01_T DROP CONSTRAINT PK_X"));
-    EXPECT_EQ(q.MakeQuery(ql_eQueryType::DropTable), QString("DROP TABLE A01_T"));
     qlQueryConstructor none;
     EXPECT_EQ(test::RaisedBy([&] { none.MakeQuery(ql_eQueryType::DropIndex); }).Number, kErrSubscript);
 }
