@@ -24,9 +24,7 @@ protected:
     bool isPg() const { return server() == LiveServer::PostgreSQL; }
     QString blobType() const { return isPg() ? "BYTEA" : "BLOB"; }
     void exec(const QString& sql) { db->Execute(sql, ado::adExecuteNoRecords); }
-    std::shared_ptr<Recordset> query(const QString& sql) {
-        return db->Execute(sql, ado::adOptionUnspecified);
-    }
+    auto query(const QString& sql) { return db->Execute(sql, ado::adOptionUnspecified); }
     static QVariant scalar(IDbConnection& c, const QString& sql) {
         auto rs = c.Execute(sql, ado::adOptionUnspecified);
         return rs->IsEOF() ? QVariant() : rs->Value(0);
@@ -43,9 +41,7 @@ TEST_P(OdbcLive, OpensClosesAndRefusesWorkWhenClosed) {
     for (const auto& call : std::vector<std::function<void()>>{
              [&] { db->Close(); }, [&] { exec("SELECT 1"); },
              [&] { db->OpenRecordset("SELECT 1", ado::adOpenStatic, ado::adLockReadOnly, -1); },
-             [&] {
-                 db->ExecuteCommand(Command{"SELECT 1", ado::adCmdText, 0, false, {}}, -1);
-             },
+             [&] { db->ExecuteCommand(Command{.CommandText = "SELECT 1", .Parameters = {}}, -1); },
              [&] { db->BeginTrans(); }, [&] { db->Tables(); }}) {
         const ErrorRecord e = ErrorOf(call);
         EXPECT_EQ(e.Number, kErrObjectClosed);
@@ -67,7 +63,6 @@ TEST_P(OdbcLive, FailedOpensReportTheDriversReason) {
     else // a wrong password, and port 1 of the loopback where nothing listens
         wrong.insert(wrong.end(), {withKey("PWD", "not-the-password"), withKey("PORT", "1")});
     for (const QString& s : wrong) {
-        ASSERT_NE(s, connectionString());
         auto connection = CreateOdbcConnection();
         connection->setConnectionString(s);
         const ErrorRecord e = ErrorOf([&] { connection->Open(); });
@@ -79,16 +74,36 @@ TEST_P(OdbcLive, FailedOpensReportTheDriversReason) {
     }
 }
 
-TEST_P(OdbcLive, ValuesKeepTheirTypesAndNullsAndStatementsWithoutRowsGiveStateZero) {
+TEST_P(OdbcLive, ParametersOfEveryKindAndValuesKeepTheirTypesWithNullNotEmpty) {
     ScopedTable t(*db);
-    exec("CREATE TABLE " + t.name() + " (ID INTEGER, NAME VARCHAR(30), AMOUNT DECIMAL(10,2), BIG BIGINT, " +
-         "RATIO FLOAT, BORN DATE, STAMP TIMESTAMP, NOTE VARCHAR(10))");
-    exec("INSERT INTO " + t.name() +
-         " VALUES (42, 'Grüße €', 12.34, 9000000000, 0.5, '2024-02-29', '2024-03-01 13:14:15', '')");
-    EXPECT_EQ(db->Execute("INSERT INTO " + t.name() + " (ID) VALUES (43)", ado::adExecuteNoRecords), nullptr);
-    auto rs = query("SELECT * FROM " + t.name() + " ORDER BY ID");
+    exec("CREATE TABLE " + t.name() + " (ID INTEGER, NAME VARCHAR(30), AMOUNT DECIMAL(12,3), BIG BIGINT, " +
+         "RATIO FLOAT, BORN DATE, STAMP TIMESTAMP, NOTE VARCHAR(10), MEMO TEXT, DATA " + blobType() + ")");
+    // Long values come back in pieces; both must arrive whole.
+    const QString memo = QStringLiteral("0123456789ä").repeated(600);
+    QByteArray data;
+    for (int i = 0; i < 20000; ++i)
+        data.append(static_cast<char>(i % 251));
+    const QDateTime stamp(QDate(2024, 3, 1), QTime(13, 14, 15));
+    const auto in = [](int32_t type, const QVariant& value, int32_t size = 0) {
+        return Parameter{QString(), type, ado::adParamInput, size, value};
+    };
+    Command insert{.CommandText = "INSERT INTO " + t.name() + " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+                   .Parameters = {in(ado::adInteger, 42), in(ado::adVarWChar, "Grüße €", 30),
+                                  in(ado::adNumeric, 1234.5), in(ado::adBigInt, 9000000000LL),
+                                  in(ado::adDouble, 0.5), in(ado::adDBDate, QDate(2024, 2, 29)),
+                                  in(ado::adDBTimeStamp, stamp), in(ado::adVarWChar, ""),
+                                  in(ado::adLongVarWChar, memo), in(ado::adLongVarBinary, data)}};
+    EXPECT_EQ(db->ExecuteCommand(insert, ado::adExecuteNoRecords), nullptr);
+    insert.Parameters[0].Value = 43;
+    for (size_t i = 1; i < insert.Parameters.size(); ++i)
+        insert.Parameters[i].Value = NullVariant();
+    db->ExecuteCommand(insert, ado::adExecuteNoRecords);
+
+    Command select{.CommandText = "SELECT * FROM " + t.name() + " WHERE ID = ? OR NAME = ?",
+                   .Parameters = {in(ado::adEmpty, 42), in(ado::adVarWChar, NullVariant())}};
+    auto rs = db->ExecuteCommand(select, ado::adOptionUnspecified);
     ASSERT_EQ(rs->State(), ado::adStateOpen);
-    ASSERT_EQ(rs->RecordCount(), 2);
+    ASSERT_EQ(rs->RecordCount(), 1);
     EXPECT_EQ(rs->Fields(0).Type(), ado::adInteger);
     EXPECT_EQ(rs->Fields(3).Type(), ado::adBigInt);
     EXPECT_TRUE(rs->Fields(1).Type() == ado::adVarChar || rs->Fields(1).Type() == ado::adVarWChar);
@@ -96,14 +111,19 @@ TEST_P(OdbcLive, ValuesKeepTheirTypesAndNullsAndStatementsWithoutRowsGiveStateZe
     EXPECT_EQ(rs->Value(0), QVariant(42));
     EXPECT_EQ(rs->Value(1).toString(), "Grüße €");
     EXPECT_EQ(rs->Fields(1).ActualSize(), 7);
-    EXPECT_DOUBLE_EQ(rs->Value(2).toDouble(), 12.34);
+    EXPECT_DOUBLE_EQ(rs->Value(2).toDouble(), 1234.5);
     EXPECT_EQ(rs->Value(3).toLongLong(), 9000000000LL);
     EXPECT_DOUBLE_EQ(rs->Value(4).toDouble(), 0.5);
     EXPECT_EQ(rs->Value(5).toDate(), QDate(2024, 2, 29));
-    EXPECT_EQ(rs->Value(6).toDateTime(), QDateTime(QDate(2024, 3, 1), QTime(13, 14, 15)));
-    EXPECT_FALSE(IsNullOrEmpty(rs->Value(7))); // '' is an empty text, not Null
+    EXPECT_EQ(rs->Value(6).toDateTime(), stamp);
+    EXPECT_FALSE(IsNullOrEmpty(rs->Value(7))); // an empty text, not Null
     EXPECT_EQ(rs->Value(7).toString(), QString());
-    rs->MoveNext();
+    EXPECT_EQ(rs->Value(8).toString(), memo);
+    EXPECT_EQ(rs->Value(9).toByteArray(), data);
+    EXPECT_EQ(rs->Fields(9).ActualSize(), 20000);
+    select.Parameters[0].Value = 43;
+    rs = db->ExecuteCommand(select, ado::adOptionUnspecified);
+    ASSERT_EQ(rs->RecordCount(), 1);
     for (int i = 1; i < rs->FieldCount(); ++i)
         EXPECT_TRUE(IsNull(rs->Value(i))) << rs->Fields(i).Name().toStdString();
 
@@ -119,53 +139,6 @@ TEST_P(OdbcLive, ValuesKeepTheirTypesAndNullsAndStatementsWithoutRowsGiveStateZe
     }
 }
 
-TEST_P(OdbcLive, CommandsBindPositionalParametersOfEveryKind) {
-    ScopedTable t(*db);
-    exec("CREATE TABLE " + t.name() +
-         " (ID INTEGER, NAME VARCHAR(40), WHEN_AT TIMESTAMP, AMOUNT DECIMAL(12,3), MEMO TEXT, DATA " +
-         blobType() + ")");
-    // Long values come back in pieces; both must arrive whole.
-    const QString memo = QStringLiteral("0123456789ä").repeated(600);
-    QByteArray data;
-    for (int i = 0; i < 20000; ++i)
-        data.append(static_cast<char>(i % 251));
-    const QDateTime when(QDate(2023, 7, 14), QTime(6, 7, 8));
-    Command insert{"INSERT INTO " + t.name() + " VALUES (?, ?, ?, ?, ?, ?)", ado::adCmdText, 30, false, {}};
-    insert.Parameters = {{QString(), ado::adInteger, ado::adParamInput, 0, 5},
-                         {QString(), ado::adVarWChar, ado::adParamInput, 40, "l'été"},
-                         {QString(), ado::adDBTimeStamp, ado::adParamInput, 0, when},
-                         {QString(), ado::adNumeric, ado::adParamInput, 0, 1234.5},
-                         {QString(), ado::adLongVarWChar, ado::adParamInput, 0, memo},
-                         {QString(), ado::adLongVarBinary, ado::adParamInput, 0, data}};
-    EXPECT_EQ(db->ExecuteCommand(insert, ado::adExecuteNoRecords), nullptr);
-    insert.Parameters[0].Value = 6;
-    for (size_t i = 1; i < insert.Parameters.size(); ++i)
-        insert.Parameters[i].Value = NullVariant();
-    db->ExecuteCommand(insert, ado::adExecuteNoRecords);
-
-    const QString sql =
-        "SELECT NAME, WHEN_AT, AMOUNT, MEMO, DATA FROM " + t.name() + " WHERE ID = ? OR NAME = ?";
-    Command select{sql,
-                   ado::adCmdText,
-                   30,
-                   false,
-                   {{QString(), ado::adEmpty, ado::adParamInput, 0, 5},
-                    {QString(), ado::adVarWChar, ado::adParamInput, 0, NullVariant()}}};
-    auto rs = db->ExecuteCommand(select, ado::adOptionUnspecified);
-    ASSERT_EQ(rs->RecordCount(), 1);
-    EXPECT_EQ(rs->Value(0).toString(), "l'été");
-    EXPECT_EQ(rs->Value(1).toDateTime(), when);
-    EXPECT_DOUBLE_EQ(rs->Value(2).toDouble(), 1234.5);
-    EXPECT_EQ(rs->Value(3).toString(), memo);
-    EXPECT_EQ(rs->Value(4).toByteArray(), data);
-    EXPECT_EQ(rs->Fields(4).ActualSize(), 20000);
-    select.Parameters[0].Value = 6;
-    rs = db->ExecuteCommand(select, ado::adOptionUnspecified);
-    ASSERT_EQ(rs->RecordCount(), 1);
-    for (int i = 0; i < rs->FieldCount(); ++i)
-        EXPECT_TRUE(IsNull(rs->Value(i)));
-}
-
 TEST_P(OdbcLive, TimeoutAndCancelStopALongStatement) {
     const QString slow = isPg() ? QStringLiteral("SELECT pg_sleep(8)")
                          : isSqlite()
@@ -174,12 +147,15 @@ TEST_P(OdbcLive, TimeoutAndCancelStopALongStatement) {
                              : QStringLiteral("SELECT SLEEP(8)");
     QElapsedTimer timer;
     timer.start();
-    const ErrorRecord e = ErrorOf([&] {
-        db->ExecuteCommand(Command{slow, ado::adCmdText, 1, false, {}}, -1);
-    });
+    const ErrorRecord e = ErrorOf(
+        [&] { db->ExecuteCommand(Command{.CommandText = slow, .CommandTimeout = 1, .Parameters = {}}, -1); });
     EXPECT_EQ(e.Number, kErrTimeout) << e.Description.toStdString();
     EXPECT_LT(timer.elapsed(), 5000);
-    EXPECT_EQ(db->ExecuteCommand(Command{"SELECT 3", ado::adCmdText, 0, false, {}}, -1)->Value(0).toInt(), 3);
+    EXPECT_EQ(
+        db->ExecuteCommand(Command{.CommandText = "SELECT 3", .CommandTimeout = 0, .Parameters = {}}, -1)
+            ->Value(0)
+            .toInt(),
+        3);
 
     timer.restart();
     auto canceller = std::async(std::launch::async, [&] {
@@ -319,8 +295,6 @@ TEST_P(OdbcLive, ErrorNumbersFollowTheCondition) {
     EXPECT_EQ(syntax.Number, kErrSyntax) << syntax.Description.toStdString();
     EXPECT_EQ(syntax.Statement, "SELEC 1");
     EXPECT_EQ(syntax.Source, "Connection.Execute");
-    ASSERT_FALSE(db->Errors().empty());
-    EXPECT_EQ(db->Errors().front().Description, syntax.Description);
     const ErrorRecord unknown = ErrorOf([&] { query("SELECT * FROM " + t.name() + "_none"); });
     EXPECT_EQ(unknown.Number, kErrUnknownTable) << unknown.Description.toStdString();
     EXPECT_TRUE(unknown.Description.contains(t.name() + "_none", Qt::CaseInsensitive));
