@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <tuple>
 
 namespace qldb {
 namespace {
@@ -43,12 +44,7 @@ TEST(FormatSqlValue, WhatEveryProviderWritesAlike) {
 TEST(FormatSqlValue, LiteralsByTypeAndProvider) {
     const QByteArray bytes("\x01\xAB\x00\xff", 4);
     const QDateTime withMs(QDate(2024, 1, 31), QTime(13, 45, 7, 250));
-    const struct {
-        QVariant value;
-        T type;
-        P provider;
-        const char* expected;
-    } rows[] = {
+    const std::tuple<QVariant, T, P, const char*> rows[] = {
         // An empty text is a value, not a missing one; backslashes are escapes in MySQL only.
         {QString(), T::TypeVarChar, P::SQLServer, "''"},
         {QString("C:\\d\\'x"), T::TypeChar, P::MySql, "'C:\\\\d\\\\''x'"},
@@ -94,9 +90,8 @@ TEST(FormatSqlValue, LiteralsByTypeAndProvider) {
         {QString("0x01ab"), T::TypeBinary, P::SQLServer, "0x01AB"},
         {QString("0x1"), T::TypeBinary, P::SQLServer, "0x307831"},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(FormatSqlValue(row.value, row.type, row.provider), QString::fromUtf8(row.expected))
-            << row.expected;
+    for (const auto& [value, type, provider, expected] : rows)
+        EXPECT_EQ(FormatSqlValue(value, type, provider), QString::fromUtf8(expected)) << expected;
 
     const QLocale saved;
     QLocale::setDefault(QLocale(QLocale::Italian, QLocale::Italy));

@@ -30,11 +30,8 @@ TEST(DataStatementsTest, SelectWithOrderAndBothKindsOfWhere) {
                   "WHERE CODE IN ('a', 'b') AND\r\n     SINCE >= #12/01/2023 08:00:00#" +
                   "\r\nORDER BY NAME DESC, CODE");
 
-    qlQueryConstructor bare;
-    bare.SetTable("T");
-    EXPECT_EQ(bare.MakeQuery(Q::SelectFrom), QString("SELECT \r\nFROM T\r\n"));
-    bare.setWhereConditions(nullptr);
-    EXPECT_EQ(test::RaisedBy([&] { bare.MakeQuery(Q::SelectFrom); }).Number, kErrObjectNotSet);
+    q.setWhereConditions(nullptr);
+    EXPECT_EQ(test::RaisedBy([&] { q.MakeQuery(Q::SelectFrom); }).Number, kErrObjectNotSet);
 }
 
 TEST(DataStatementsTest, InsertUpdateDeleteAndDrops) {

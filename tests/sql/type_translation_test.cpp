@@ -70,29 +70,3 @@ TEST(TypeTranslationTest, FormatDefaultValue) {
     for (const auto& [catalog, type, bare] : rows)
         EXPECT_EQ(q.FormatDefaultValue(catalog, type), QString(bare)) << bare;
 }
-
-TEST(TypeTranslationTest, CommentsAndDefaultConstraints) {
-    qlQueryConstructor q;
-    EXPECT_EQ(
-        q.SetCommentOnColumn("T", "C", "It's", true),
-        QString("EXEC sp_dropextendedproperty 'MS_Description', 'user', dbo, 'table', 'T', 'column', 'C'\r\n"
-                "EXEC sp_addextendedproperty 'MS_Description', 'It''s', 'user', dbo, 'table', 'T', "
-                "'column', 'C'"));
-    EXPECT_EQ(q.GetDefaultConstraintName("A01_T", "C").toString(),
-              "SELECT NAME FROM SYSOBJECTS SO\rJOIN SYSCONSTRAINTS SC ON SO.ID = SC.CONSTID\r"
-              "WHERE OBJECT_NAME(SO.PARENT_OBJ) = 'A01_T' AND\r"
-              "      SO.XTYPE = 'D' AND SC.COLID = (SELECT COLID FROM SYSCOLUMNS\r"
-              "                                     WHERE ID = OBJECT_ID('A01_T') AND\r"
-              "                                           NAME = 'C')");
-    EXPECT_EQ(q.AddDefaultValue("A01_T", "C", "'x'"),
-              QString("ALTER TABLE A01_T WITH NOCHECK ADD CONSTRAINT [DF_A01_T_C] DEFAULT 'x' FOR [C]"));
-    EXPECT_EQ(q.DropDefaultValue("A01_T", "DF_A01_T_C"),
-              QString("ALTER TABLE A01_T DROP CONSTRAINT [DF_A01_T_C]\r\n"));
-    q.setProviderType(P::SyBase);
-    EXPECT_EQ(q.SetCommentOnColumn("T", "C's", "a'b", true), QString("COMMENT ON COLUMN T.C's IS 'a''b'"));
-    EXPECT_EQ(q.GetDefaultConstraintName("T", "C").toString() + q.AddDefaultValue("T", "C", "1") +
-                  q.DropDefaultValue("T", "DF"),
-              QString());
-    q.setProviderType(P::MySql);
-    EXPECT_EQ(q.SetCommentOnColumn("T", "C", "x", true), QString());
-}
