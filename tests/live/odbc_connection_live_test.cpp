@@ -9,6 +9,7 @@
 #include <functional>
 #include <future>
 #include <thread>
+#include <tuple>
 
 namespace qldb::test {
 namespace {
@@ -147,15 +148,12 @@ TEST_P(OdbcLive, TimeoutAndCancelStopALongStatement) {
                              : QStringLiteral("SELECT SLEEP(8)");
     QElapsedTimer timer;
     timer.start();
-    const ErrorRecord e = ErrorOf(
-        [&] { db->ExecuteCommand(Command{.CommandText = slow, .CommandTimeout = 1, .Parameters = {}}, -1); });
+    Command command{.CommandText = slow, .CommandTimeout = 1, .Parameters = {}};
+    const ErrorRecord e = ErrorOf([&] { db->ExecuteCommand(command, -1); });
     EXPECT_EQ(e.Number, kErrTimeout) << e.Description.toStdString();
     EXPECT_LT(timer.elapsed(), 5000);
-    EXPECT_EQ(
-        db->ExecuteCommand(Command{.CommandText = "SELECT 3", .CommandTimeout = 0, .Parameters = {}}, -1)
-            ->Value(0)
-            .toInt(),
-        3);
+    command = Command{.CommandText = "SELECT 3", .CommandTimeout = 0, .Parameters = {}}; // no limit
+    EXPECT_EQ(db->ExecuteCommand(command, -1)->Value(0).toInt(), 3);
 
     timer.restart();
     auto canceller = std::async(std::launch::async, [&] {
@@ -216,24 +214,21 @@ TEST_P(OdbcLive, CatalogListsTablesViewsAndColumns) {
     exec("CREATE TABLE " + lookalike + " (OTHER INTEGER)");
     const QString view = t.name() + "v";
     exec("CREATE VIEW " + view + " AS SELECT ID, CODE FROM " + t.name());
-    QString tableType, viewType;
-    for (const CatalogTable& table : db->Tables()) {
-        if (table.Name.compare(t.name(), Qt::CaseInsensitive) == 0)
-            tableType = table.Type;
-        if (table.Name.compare(view, Qt::CaseInsensitive) == 0)
-            viewType = table.Type;
-    }
-    EXPECT_EQ(tableType, "TABLE");
-    EXPECT_EQ(viewType, "VIEW");
-    const std::vector<CatalogColumn> columns = db->Columns(t.name());
-    ASSERT_EQ(columns.size(), 3u);
-    EXPECT_EQ(columns[0].Name.toUpper(), "ID");
-    EXPECT_EQ(columns[0].Type, ado::adInteger);
-    EXPECT_EQ(columns[0].DefinedSize, 4);
-    EXPECT_EQ(columns[1].Name.toUpper(), "CODE");
-    EXPECT_TRUE(columns[1].Type == ado::adVarChar || columns[1].Type == ado::adVarWChar);
-    EXPECT_EQ(columns[1].DefinedSize, 12);
-    EXPECT_EQ(columns[2].Name.toUpper(), "PRICE");
+    QStringList found;
+    for (const CatalogTable& table : db->Tables())
+        if (table.Name.startsWith(t.name(), Qt::CaseInsensitive))
+            found << table.Name.toLower() + " " + table.Type;
+    found.sort();
+    EXPECT_EQ(found.join(", "), t.name() + " TABLE, " + view + " VIEW");
+    QStringList described; // name, type (wide or not), size; the lookalike's column must not creep in
+    for (const CatalogColumn& c : db->Columns(t.name()))
+        described << QStringLiteral("%1 %2 %3")
+                         .arg(c.Name.toUpper())
+                         .arg(c.Type == ado::adVarWChar ? ado::adVarChar : c.Type)
+                         .arg(c.DefinedSize);
+    // SQLite's driver reports a DECIMAL column as text.
+    EXPECT_EQ(described.join(", "),
+              "ID 3 4, CODE 200 12, " + QString(isSqlite() ? "PRICE 200 2" : "PRICE 131 19"));
     EXPECT_EQ(db->Columns(view).size(), 2u);
     EXPECT_TRUE(db->Columns(t.name() + "_missing").empty());
     exec("DROP VIEW " + view);
@@ -282,27 +277,21 @@ TEST_P(OdbcLive, AddNewAndUpdateWriteBackToTheTable) {
     EXPECT_EQ(lost.Number, -2147217864);
     EXPECT_EQ(lost.Description, "Row cannot be located for updating. Some values may have been changed since "
                                 "it was last read.");
-    auto readOnly = db->OpenRecordset("SELECT * FROM " + loose.name(), ado::adOpenStatic, ado::adLockReadOnly,
-                                      ado::adOptionUnspecified);
-    EXPECT_EQ(ErrorOf([&] { readOnly->AddNew(); }).Number, 3251);
 }
 
 TEST_P(OdbcLive, ErrorNumbersFollowTheCondition) {
     ScopedTable t(*db);
     exec("CREATE TABLE " + t.name() + " (ID INTEGER NOT NULL PRIMARY KEY)");
     exec("INSERT INTO " + t.name() + " VALUES (1)");
-    const ErrorRecord syntax = ErrorOf([&] { query("SELEC 1"); });
-    EXPECT_EQ(syntax.Number, kErrSyntax) << syntax.Description.toStdString();
-    EXPECT_EQ(syntax.Statement, "SELEC 1");
-    EXPECT_EQ(syntax.Source, "Connection.Execute");
-    const ErrorRecord unknown = ErrorOf([&] { query("SELECT * FROM " + t.name() + "_none"); });
-    EXPECT_EQ(unknown.Number, kErrUnknownTable) << unknown.Description.toStdString();
-    EXPECT_TRUE(unknown.Description.contains(t.name() + "_none", Qt::CaseInsensitive));
-    const ErrorRecord duplicate = ErrorOf([&] { exec("INSERT INTO " + t.name() + " VALUES (1)"); });
-    EXPECT_EQ(duplicate.Number, kErrIntegrity) << duplicate.Description.toStdString();
-    if (!isSqlite()) {
-        EXPECT_TRUE(syntax.SqlState.startsWith("42"));
-        EXPECT_TRUE(duplicate.SqlState.startsWith("23"));
+    const std::vector<std::tuple<QString, int32_t, QString>> cases{
+        {"SELEC 1", kErrSyntax, "42"},
+        {"SELECT * FROM " + t.name() + "_none", kErrUnknownTable, "42"},
+        {"INSERT INTO " + t.name() + " VALUES (1)", kErrIntegrity, "23"}};
+    for (const auto& [sql, number, stateClass] : cases) {
+        const ErrorRecord e = ErrorOf([&] { query(sql); });
+        EXPECT_EQ(e.Number, number) << e.Description.toStdString();
+        EXPECT_EQ(e.Source + ": " + e.Statement, "Connection.Execute: " + sql);
+        EXPECT_TRUE(isSqlite() || e.SqlState.startsWith(stateClass)) << e.SqlState.toStdString();
     }
     EXPECT_EQ(ToLong(scalar(*db, "SELECT COUNT(*) FROM " + t.name())), 1); // still usable
 }

@@ -18,11 +18,6 @@ QString UniqueTableName(const QString& sPrefix) {
         .arg(counter.fetch_add(1));
 }
 
-ScopedTable::ScopedTable(IDbConnection& connection, const QString& sPrefix)
-    : m_connection(connection), m_name(UniqueTableName(sPrefix)) {
-    drop();
-}
-
 void ScopedTable::drop() noexcept {
     try {
         if (m_connection.State() != ado::adStateClosed)

@@ -9,7 +9,13 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
+
+// Readable texts in failure messages.
+inline void PrintTo(const QString& s, std::ostream* os) {
+    *os << '"' << s.toStdString() << '"';
+}
 
 namespace qldb::test {
 
@@ -22,7 +28,10 @@ QString UniqueTableName(const QString& sPrefix = QStringLiteral("t"));
 // creates it.
 class ScopedTable {
 public:
-    ScopedTable(IDbConnection& connection, const QString& sPrefix = QStringLiteral("t"));
+    ScopedTable(IDbConnection& connection, const QString& sPrefix = QStringLiteral("t"))
+        : m_connection(connection), m_name(UniqueTableName(sPrefix)) {
+        drop();
+    }
     ~ScopedTable() { drop(); }
     ScopedTable(const ScopedTable&) = delete;
     ScopedTable& operator=(const ScopedTable&) = delete;
