@@ -74,7 +74,7 @@ TEST(ProviderMap, ProvidersWithoutDriverFailWithTheirName) {
             ADD_FAILURE() << "no error for " << from;
         } catch (const qlException& e) {
             EXPECT_EQ(e.number(), kErrProviderNotFound) << from;
-            EXPECT_EQ(e.record().Description, description) << from;
+            EXPECT_EQ(e.record().Description.toStdString(), description.toStdString()) << from;
         }
     }
 }
@@ -82,12 +82,12 @@ TEST(ProviderMap, ProvidersWithoutDriverFailWithTheirName) {
 TEST(ProviderMap, DriverNamesComeFromTheEnvironment) {
     qputenv("QLDB_ODBC_DRIVER_SQLSERVER", "ODBC Driver 18");
     qputenv("QLDB_TDS_VERSION_SQLSERVER", "8.0");
-    EXPECT_EQ(TranslateConnectionString(QStringLiteral("Provider=SQLOLEDB.1;Data Source=A;")),
-              QStringLiteral("DRIVER={ODBC Driver 18};SERVER=A;TDS_Version=8.0;ClientCharset=UTF-8;"));
+    EXPECT_EQ(TranslateConnectionString(QStringLiteral("Provider=SQLOLEDB.1;Data Source=A;")).toStdString(),
+              "DRIVER={ODBC Driver 18};SERVER=A;TDS_Version=8.0;ClientCharset=UTF-8;");
     qunsetenv("QLDB_ODBC_DRIVER_SQLSERVER");
     qunsetenv("QLDB_TDS_VERSION_SQLSERVER");
-    EXPECT_EQ(TranslateConnectionString(QStringLiteral("Provider=SQLOLEDB.1;Data Source=A;")),
-              QStringLiteral("DRIVER={FreeTDS};SERVER=A;TDS_Version=7.4;ClientCharset=UTF-8;"));
+    EXPECT_EQ(TranslateConnectionString(QStringLiteral("Provider=SQLOLEDB.1;Data Source=A;")).toStdString(),
+              "DRIVER={FreeTDS};SERVER=A;TDS_Version=7.4;ClientCharset=UTF-8;");
 }
 
 } // namespace

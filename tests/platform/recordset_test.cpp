@@ -6,6 +6,12 @@
 
 #include <QDateTime>
 #include <gtest/gtest.h>
+#include <ostream>
+
+// Readable texts in failure messages.
+static void PrintTo(const QString& s, std::ostream* os) {
+    *os << '"' << s.toStdString() << '"';
+}
 
 namespace qldb {
 namespace {

@@ -5,9 +5,15 @@
 #include <QDateTime>
 #include <QUuid>
 #include <gtest/gtest.h>
+#include <ostream>
 
 #include <limits>
 #include <tuple>
+
+// Readable texts in failure messages.
+static void PrintTo(const QString& s, std::ostream* os) {
+    *os << '"' << s.toStdString() << '"';
+}
 
 namespace qldb {
 namespace {
