@@ -1,220 +1,195 @@
-// The catalog reads of qlConnection against a scripted SQL Server: the exact statements sent and
-// what is made of the rows.
+// The catalog and lookup reads of qlConnection against a scripted SQL Server: the statements sent,
+// whole, and what is made of the rows.
 #include "connection_fixture.h"
 #include "platform/conversions.h"
+
+#include <functional>
 
 namespace qldb::test {
 namespace {
 
-using Catalog = ConnectionTest;
+using enum ql_eDataType;
 
+Recordset T(const QStringList& fields, const std::vector<Row>& rows) {
+    return ScriptedConnection::Table(fields, rows);
+}
 Recordset Names(const QString& field, const QStringList& names) {
     std::vector<Row> rows;
     for (const QString& n : names)
         rows.push_back({n});
-    return ScriptedConnection::Table({field}, rows);
+    return T({field}, rows);
 }
 
-TEST_F(Catalog, NameListsSendTheirQueriesAndShapeTheRows) {
-    db->respond(
-        QStringLiteral("SELECT name FROM sysobjects\rWHERE type IN ('FN', 'TF', 'IF')\rORDER BY name"),
-        Names("name", {"fn_Total", "tf_Rows"}));
-    db->respond(
-        QStringLiteral("SELECT name FROM sysobjects\rWHERE type = 'P' AND NAME NOT LIKE 'DT_%' AND NAME NOT "
-                       "LIKE 'SP_%' AND NAME NOT LIKE 'LIST%'\rORDER BY name"),
-        Names("name", {"xsp_Load"}));
-    db->respond(QStringLiteral("SELECT name FROM sysusers\rWHERE hasdbaccess = 1"),
-                Names("name", {"dbo", "Mario"}));
-    db->respond(QStringLiteral("sp_pkeys 'O''Hara'"), Names("COLUMN_NAME", {"Id", "Line"}));
+const QString kFunctions = "SELECT name FROM sysobjects\rWHERE type IN ('FN', 'TF', 'IF')\rORDER BY name";
+const QString kUsers = "SELECT name FROM sysusers\rWHERE hasdbaccess = 1";
 
-    EXPECT_EQ(conn->GetFunctions(), "FN_TOTAL|TF_ROWS");
-    EXPECT_EQ(conn->GetProcedures(), "XSP_LOAD");
-    // Users and key columns keep their case.
-    EXPECT_EQ(conn->GetDatabaseUsers(), "dbo|Mario");
-    EXPECT_EQ(conn->GetTableKeys(QStringLiteral("O'Hara")), "Id|Line");
-    EXPECT_EQ(db->count(CallKind::OpenRecordset), 4);
-    EXPECT_TRUE(errors->reports().empty());
-}
+struct Query {
+    std::function<QVariant()> call;
+    QVariant expected;
+    std::vector<std::pair<QString, Recordset>> answers; // every statement, in the order sent
+};
 
-TEST_F(Catalog, OtherProvidersGetEmptyAnswersWithoutQueries) {
-    conn->setProviderType(ql_eProviderType::MySql);
-    EXPECT_EQ(conn->GetFunctions(), "");
-    EXPECT_EQ(conn->GetIndexes(QStringLiteral("T")), "");
-    EXPECT_EQ(conn->GetTriggers(QStringLiteral("T")), "");
-    EXPECT_EQ(conn->GetIndexCode(QStringLiteral("T"), QStringLiteral("I")), "");
-    EXPECT_EQ(conn->GetViews(), "");
-    EXPECT_TRUE(IsNull(conn->GetColumnDesciption(QStringLiteral("T"), QStringLiteral("C"))));
-    EXPECT_FALSE(conn->IsAutoincrementField(QStringLiteral("T"), QStringLiteral("C")));
-    EXPECT_FALSE(conn->TableExist(QStringLiteral("T")));
-    EXPECT_TRUE(db->statements().isEmpty());
+class Catalog : public ConnectionTest {
+protected:
+    // Each row on a fresh scripted connection: exactly its statements go out, and its answer comes back.
+    void check(const std::vector<Query>& table) {
+        for (const Query& q : table) {
+            SCOPED_TRACE(q.answers.empty() ? std::string() : q.answers[0].first.toStdString());
+            db = std::make_shared<ScriptedConnection>();
+            db->setOpen(true);
+            conn->setADODBConnection(db);
+            QStringList sent;
+            for (const auto& [sql, rows] : q.answers) {
+                db->respond(sql, rows);
+                sent << sql;
+            }
+            const QVariant got = q.call();
+            EXPECT_STREQ(got.typeName(), q.expected.typeName());
+            EXPECT_EQ(got, q.expected);
+            EXPECT_EQ(db->statements(), sent);
+        }
+        EXPECT_TRUE(errors->reports().empty());
+    }
+};
 
-    // Sybase shares the users table, the trigger text procedure and has a trigger table of its own.
-    conn->setProviderType(ql_eProviderType::SyBase);
-    db->respond(QStringLiteral("SELECT * FROM systriggers\rWHERE tname = 'ART'"),
-                Names("trigname", {"trg_art_ins", "x_art_upd"}));
-    db->respond(QStringLiteral("EXEC sp_helptext 'trg_art_ins'"),
-                Names("text", {"create trigger ", "as ..."}));
-    EXPECT_EQ(conn->GetTriggers(QStringLiteral("ART"), QStringLiteral("trg")), "TRG_ART_INS");
-    EXPECT_EQ(conn->GetTriggerCode(QStringLiteral("trg_art_ins")), "create trigger as ...");
-    conn->GetDatabaseUsers();
-    EXPECT_EQ(db->statements().last(), "SELECT name FROM sysusers\rWHERE hasdbaccess = 1");
-    EXPECT_EQ(conn->GetFunctionCode(QStringLiteral("F")), "");
-    EXPECT_EQ(db->statements().size(), 3);
-}
-
-TEST_F(Catalog, IndexesLeaveOutThePrimaryKeyAndTolerateNoRowset) {
-    db->respond(QStringLiteral("EXEC sp_helpindex 'ART'"),
-                ScriptedConnection::Table({"index_name", "index_description", "index_keys"},
-                                          {{"pk_Art", "clustered, unique, primary key", "Id"},
-                                           {"ix_Art_Code", "nonclustered", "Code, Name(-)"},
-                                           {"IX_ART_NAME", "nonclustered", "NAME"}}));
-    db->respond(QStringLiteral("sp_pkeys @table_name = 'ART'"),
-                ScriptedConnection::Table({"COLUMN_NAME", "PK_NAME"}, {{"Id", "PK_ART"}}));
-    EXPECT_EQ(conn->GetPrimaryIndexName(QStringLiteral("ART")), "PK_ART");
-    EXPECT_EQ(conn->GetIndexes(QStringLiteral("ART")), "IX_ART_CODE|IX_ART_NAME");
-
-    // The column search goes straight to the connection and keeps the names' case.
+TEST_F(Catalog, QueriesAndWhatIsMadeOfTheRows) {
+    const QString helpIndex = "EXEC sp_helpindex 'ART'", pkeys = "sp_pkeys @table_name = 'ART'";
+    const QString artId = "SELECT OBJECT_ID ('ART')", nopeId = "SELECT OBJECT_ID ('NOPE')";
+    const QString allTriggers = "SELECT name FROM sysobjects\rWHERE type = 'TR'";
+    const QString props = "SELECT * FROM ::fn_listextendedproperty\r(NULL, 'user', 'dbo', 'table', 'ART', "
+                          "'column', 'C')";
+    const Recordset ix = T({"index_name", "index_description", "index_keys"},
+                           {{"pk_Art", "clustered, unique, primary key", "Id"},
+                            {"ix_Code", "nonclustered", "Code, Name(-)"},
+                            {"IX_NAME", "nonclustered", "NAME"}});
+    const Recordset pkey = T({"COLUMN_NAME", "PK_NAME"}, {{"Id", "pk_Art"}});
+    const Recordset id = T({"id"}, {{1234}}), nullId = T({"id"}, {{NullVariant()}});
+    const Recordset triggers = Names("name", {"A01_ART_INS", "trg_art", "A01_Fam_Del"});
+    // clang-format off
+    check({
+        {[&] { return conn->GetFunctions(); }, "FN_A|TF_B", {{kFunctions, Names("name", {"fn_A", "tf_B"})}}},
+        {[&] { return conn->GetProcedures(); }, "XSP_LOAD",
+         {{"SELECT name FROM sysobjects\rWHERE type = 'P' AND NAME NOT LIKE 'DT_%' AND NAME NOT LIKE 'SP_%' "
+           "AND NAME NOT LIKE 'LIST%'\rORDER BY name", Names("name", {"xsp_Load"})}}},
+        // Users and key columns keep their case.
+        {[&] { return conn->GetDatabaseUsers(); }, "dbo|Mario", {{kUsers, Names("name", {"dbo", "Mario"})}}},
+        {[&] { return conn->GetTableKeys("O'Hara"); }, "Id|Line",
+         {{"sp_pkeys 'O''Hara'", Names("COLUMN_NAME", {"Id", "Line"})}}},
+        {[&] { return conn->GetPrimaryIndexName("ART"); }, "PK_ART", {{pkeys, pkey}}},
+        {[&] { return conn->GetIndexes("ART"); }, "IX_CODE|IX_NAME", {{helpIndex, ix}, {pkeys, pkey}}},
+        // A table without indexes answers with a message only: no rowset, so no key lookup either.
+        {[&] { return conn->GetIndexes("ART"); }, "", {{helpIndex, Recordset()}}},
+        // Whole words of the key list, names as the server wrote them.
+        {[&] { return conn->GetIndexesUseColumn("ART", "name"); }, "ix_Code|IX_NAME", {{helpIndex, ix}}},
+        {[&] { return conn->GetIndexesUseColumn("ART", "Cod"); }, "", {{helpIndex, ix}}},
+        {[&] { return conn->GetIndexesUseColumn("ART", "X"); }, "", {{helpIndex, Recordset()}}},
+        {[&] { return conn->GetForeignKeys("ART"); }, "FK_ART_FAM",
+         {{artId, id}, {"SELECT name FROM sysobjects\rWHERE parent_obj = 1234 AND\r      type = 'F'",
+                        Names("name", {"fk_Art_Fam"})}}},
+        {[&] { return conn->GetForeignKeys("NOPE"); }, "", {{nopeId, nullId}}},
+        {[&] { return conn->GetReferences("ART"); }, "ORD_ROW|INV_ROW",
+         {{artId, id}, {"SELECT fkeyid FROM sysreferences\rWHERE rkeyid = 1234", T({"fkeyid"}, {{77}, {78}})},
+          {"SELECT name\rFROM sysobjects\rWHERE id = 77", Names("name", {"ord_row"})},
+          {"SELECT name\rFROM sysobjects\rWHERE id = 78", Names("name", {"inv_row"})}}},
+        {[&] { return conn->GetTriggers("ART"); }, "A01_ART_INS",
+         {{artId, id}, {allTriggers + " AND\r      parent_obj = 1234", Names("name", {"a01_art_ins"})}}},
+        // An unknown table, or none, lists every table's triggers; the prefix compares as written.
+        {[&] { return conn->GetTriggers("NOPE", "A01_"); }, "A01_ART_INS|A01_FAM_DEL",
+         {{nopeId, nullId}, {allTriggers, triggers}}},
+        {[&] { return conn->GetTriggers(QString(), "a01_"); }, "", {{allTriggers, triggers}}},
+        {[&] { return conn->GetTriggerCode("trg"); }, "CREATE TRIGGER trg\r\nAS\r\n",
+         {{"EXEC sp_helptext 'trg'", Names("text", {"CREATE TRIGGER trg\r\n", "AS\r\n"})}}},
+        {[&] { return conn->GetFunctionCode("fn"); }, "CREATE FUNCTION fn",
+         {{"EXEC sp_helptext 'fn'", Names("Text", {"CREATE FUNCTION ", "fn"})}}},
+        {[&] { return conn->GetProcedureCode("xsp"); }, "CREATE PROC xsp",
+         {{"EXEC sp_helptext 'xsp'", Names("Text", {"CREATE PROC ", "xsp"})}}},
+        {[&] { return conn->GetColumnDesciption("ART", "C"); }, "Item code",
+         {{props, T({"name", "value"}, {{"Caption", "Codice"}, {"MS_Description", "Item code"}})}}},
+        {[&] { return conn->GetColumnDesciption("ART", "C"); }, NullVariant(),
+         {{props, T({"name"}, {{"Caption"}})}}},
+        {[&] { return conn->ColumnExist("ART", "CODE", "hist"); }, true,
+         {{"SELECT COUNT(COLUMN_NAME)\rFROM INFORMATION_SCHEMA.COLUMNS\rWHERE TABLE_NAME = 'ART'\rAND "
+           "TABLE_SCHEMA = 'hist'\rAND COLUMN_NAME = 'CODE'\r", T({"n"}, {{1}})}}},
+        {[&] { return conn->TableExist("ART"); }, true,
+         {{"IF EXISTS (SELECT 1\rFROM INFORMATION_SCHEMA.Tables\rWHERE     TABLE_TYPE = 'BASE TABLE' AND "
+           "TABLE_NAME = 'ART')\r    SELECT 1 ELSE\rSELECT 0", T({"x"}, {{1}})}}},
+        {[&] { return conn->IsAutoincrementField("ART", "ID"); }, true,
+         {{"SELECT COLUMNPROPERTY(OBJECT_ID('ART'), 'ID', 'IsIdentity') ", T({"x"}, {{1}})}}},
+        // Lookups: literals of the provider, a filter in parentheses or not, the first value or all.
+        {[&] { return conn->GetDbValue("ART", "C", "B'%", TypeChar, "D", nullptr, true, "Q > 0"); }, "Bar",
+         {{"SELECT D\rFROM ART\rWHERE C LIKE 'B''%'\rAND (Q > 0)", T({"D"}, {{"Bar"}, {"Box"}})}}},
+        {[&] { return conn->GetDbValues("ART", "C", 1, TypeInt, "D"); }, "Bar,,Box",
+         {{"SELECT D\rFROM ART\rWHERE C = 1", T({"D"}, {{"Bar"}, {NullVariant()}, {"Box"}})}}},
+        {[&] { return conn->GetFunctionValue("fn_Price", "A1", TypeChar); }, 9.5,
+         {{"SELECT dbo.fn_Price ('A1') AS Expr1", T({"Expr1"}, {{9.5}})}}},
+        // A text reads as the number it starts with.
+        {[&] { return conn->GetMaxValue("DOC", "NUM", "YEAR = 2024"); }, 12,
+         {{"SELECT MAX(NUM), COUNT(NUM) FROM DOC\rWHERE YEAR = 2024", T({"m", "c"}, {{"12abc", 3}})}}},
+        {[&] { return conn->CheckExistValue("ART", "ID", 8, TypeLong, "K = 1"); }, true,
+         {{"SELECT ID\rFROM ART\rWHERE ID = 8\rAND K = 1", T({"ID"}, {{8}})}}},
+        // An exact miss is searched again by LIKE, a number never.
+        {[&] { return conn->CheckExistValueWithLike("ART", "C", "bo", TypeChar); }, 3,
+         {{"SELECT C\rFROM ART\rWHERE C = 'bo'", T({"C"}, {})},
+          {"SELECT C\rFROM ART\rWHERE C LIKE '%bo%'", T({"C"}, {{"BOLT"}, {"BOX"}, {"SYMBOL"}})}}},
+        {[&] { return conn->CheckExistValueWithLike("ART", "ID", 7, TypeLong); }, 0,
+         {{"SELECT ID\rFROM ART\rWHERE ID = 7", T({"ID"}, {})}}},
+    });
+    // clang-format on
+    // The column search goes straight to the connection, not through the statement handler.
     db->clearCalls();
-    EXPECT_EQ(conn->GetIndexesUseColumn(QStringLiteral("ART"), QStringLiteral("name")),
-              "ix_Art_Code|IX_ART_NAME");
-    EXPECT_EQ(conn->GetIndexesUseColumn(QStringLiteral("ART"), QStringLiteral("Cod")), "");
-    ASSERT_EQ(db->callsOf(CallKind::Execute).size(), 2u);
-    EXPECT_EQ(db->callsOf(CallKind::Execute)[0].Text, "EXEC sp_helpindex 'ART'");
+    conn->GetIndexesUseColumn("ART", "X");
+    ASSERT_EQ(db->callsOf(CallKind::Execute).size(), 1u);
     EXPECT_EQ(db->callsOf(CallKind::Execute)[0].Options, ado::adOptionUnspecified);
-    EXPECT_EQ(db->count(CallKind::OpenRecordset), 0);
-
-    // A table without indexes answers with a message only: no rowset, no list, no key lookup.
-    db->clearCalls();
-    db->respondNoRowset(QStringLiteral("EXEC sp_helpindex 'EMPTY'"));
-    db->respond(QStringLiteral("sp_pkeys @table_name = 'EMPTY'"),
-                ScriptedConnection::Table({"COLUMN_NAME", "PK_NAME"}, {}));
-    EXPECT_EQ(conn->GetIndexes(QStringLiteral("EMPTY")), "");
-    EXPECT_EQ(conn->GetIndexesUseColumn(QStringLiteral("EMPTY"), QStringLiteral("X")), "");
-    EXPECT_EQ(db->statements(), (QStringList{"EXEC sp_helpindex 'EMPTY'", "EXEC sp_helpindex 'EMPTY'"}));
-    EXPECT_EQ(conn->GetPrimaryIndexName(QStringLiteral("EMPTY")), "");
-    EXPECT_TRUE(errors->reports().empty());
 }
 
-TEST_F(Catalog, KeysTriggersAndReferencesGoThroughTheObjectId) {
-    db->respond(QStringLiteral("SELECT OBJECT_ID ('ART')"), ScriptedConnection::Table({"id"}, {{1234}}));
-    db->respond(QStringLiteral("SELECT OBJECT_ID ('NOPE')"),
-                ScriptedConnection::Table({"id"}, {{NullVariant()}}));
-    db->respond(QStringLiteral("SELECT name FROM sysobjects\rWHERE parent_obj = 1234 AND\r      type = 'F'"),
-                Names("name", {"fk_Art_Fam"}));
-    db->respond(QStringLiteral("SELECT fkeyid FROM sysreferences\rWHERE rkeyid = 1234"),
-                ScriptedConnection::Table({"fkeyid"}, {{77}, {78}}));
-    db->respond(QStringLiteral("SELECT name\rFROM sysobjects\rWHERE id = 77"), Names("name", {"ord_row"}));
-    db->respond(QStringLiteral("SELECT name\rFROM sysobjects\rWHERE id = 78"), Names("name", {"inv_row"}));
-    db->respond(QStringLiteral("SELECT name FROM sysobjects\rWHERE type = 'TR' AND\r      parent_obj = 1234"),
-                Names("name", {"A01_ART_INS", "trg_art"}));
-    db->respond(QStringLiteral("SELECT name FROM sysobjects\rWHERE type = 'TR'"),
-                Names("name", {"A01_ART_INS", "trg_art", "A01_Fam_Del"}));
-
-    EXPECT_EQ(conn->GetForeignKeys(QStringLiteral("ART")), "FK_ART_FAM");
-    EXPECT_EQ(conn->GetReferences(QStringLiteral("ART")), "ORD_ROW|INV_ROW");
-    EXPECT_EQ(conn->GetTriggers(QStringLiteral("ART")), "A01_ART_INS|TRG_ART");
-    // An unknown table, or none, lists the triggers of every table; the prefix compares as written.
-    EXPECT_EQ(conn->GetTriggers(QStringLiteral("NOPE"), QStringLiteral("A01_")), "A01_ART_INS|A01_FAM_DEL");
-    EXPECT_EQ(conn->GetTriggers(QString(), QStringLiteral("a01_")), "");
-
-    db->clearCalls();
-    EXPECT_EQ(conn->GetForeignKeys(QStringLiteral("NOPE")), "");
-    EXPECT_EQ(conn->GetReferences(QStringLiteral("NOPE")), "");
-    EXPECT_EQ(db->statements(), (QStringList{"SELECT OBJECT_ID ('NOPE')", "SELECT OBJECT_ID ('NOPE')"}));
-}
-
-TEST_F(Catalog, ColumnAttributesAndDescriptions) {
-    conn->setDatabaseName(QStringLiteral("ERP"));
-    const QString where = QStringLiteral(" FROM INFORMATION_SCHEMA.COLUMNS\rWHERE TABLE_CATALOG = 'ERP' AND\r"
-                                         "      TABLE_SCHEMA = 'dbo' AND\r      TABLE_NAME = 'ART' AND\r"
-                                         "      COLUMN_NAME = ");
-    db->respond("SELECT COLUMN_DEFAULT" + where + "'DT'", Names("COLUMN_DEFAULT", {"((getdate()))"}));
-    db->respond("SELECT COLUMN_DEFAULT" + where + "'QTY'", Names("COLUMN_DEFAULT", {"((0))"}));
-    db->respond("SELECT COLUMN_DEFAULT" + where + "'TXT'", Names("COLUMN_DEFAULT", {"(N'x')"}));
-    db->respond("SELECT COLUMN_DEFAULT" + where + "'NODEF'",
-                ScriptedConnection::Table({"COLUMN_DEFAULT"}, {{NullVariant()}}));
-    db->respond("SELECT IS_NULLABLE" + where + "'QTY'", Names("IS_NULLABLE", {"no"}));
-    db->respond("SELECT IS_NULLABLE" + where + "'TXT'", Names("IS_NULLABLE", {"YES"}));
-    db->respond("SELECT DATA_TYPE" + where + "'TXT'", Names("DATA_TYPE", {"nvarchar"}));
-    db->respond("SELECT COLLATION_NAME" + where + "'TXT'", Names("COLLATION_NAME", {"Latin1_General_CI_AS"}));
-
-    auto attribute = [&](const char* column, ql_eColumnAttribute a) {
-        return conn->GetColumnAttribute(QStringLiteral("ART"), QString::fromLatin1(column), a);
+TEST_F(Catalog, ColumnAttributesAndTheNormalFormOfDefaults) {
+    using A = ql_eColumnAttribute;
+    conn->setDatabaseName("ERP");
+    auto row = [this](A attribute, const QString& field, const QVariant& stored, const QVariant& expected) {
+        return Query{
+            [this, attribute] { return conn->GetColumnAttribute("ART", "C", attribute); },
+            expected,
+            {{"SELECT " + field +
+                  " FROM INFORMATION_SCHEMA.COLUMNS\rWHERE TABLE_CATALOG = 'ERP' AND\r"
+                  "      TABLE_SCHEMA = 'dbo' AND\r      TABLE_NAME = 'ART' AND\r      COLUMN_NAME = 'C'",
+              T({field}, {{stored}})}}};
     };
-    EXPECT_EQ(attribute("DT", ql_eColumnAttribute::DefaultValue), QVariant("(getdate())"));
-    EXPECT_EQ(attribute("QTY", ql_eColumnAttribute::DefaultValue), QVariant("(0)"));
-    EXPECT_EQ(attribute("TXT", ql_eColumnAttribute::DefaultValue), QVariant("('x')"));
-    EXPECT_EQ(attribute("NODEF", ql_eColumnAttribute::DefaultValue), QVariant(""));
-    EXPECT_EQ(attribute("QTY", ql_eColumnAttribute::IsNullable), QVariant(false));
-    EXPECT_EQ(attribute("TXT", ql_eColumnAttribute::IsNullable), QVariant(true));
-    EXPECT_EQ(attribute("TXT", ql_eColumnAttribute::ColumnDataType), QVariant("nvarchar"));
-    EXPECT_EQ(attribute("TXT", ql_eColumnAttribute::CollationName), QVariant("Latin1_General_CI_AS"));
+    // clang-format off
+    check({// One pair of parentheses and no N before a text, as the structure file writes them.
+           row(A::DefaultValue, "COLUMN_DEFAULT", "((getdate()))", "(getdate())"),
+           row(A::DefaultValue, "COLUMN_DEFAULT", "((0))", "(0)"),
+           row(A::DefaultValue, "COLUMN_DEFAULT", "(N'x')", "('x')"),
+           row(A::DefaultValue, "COLUMN_DEFAULT", NullVariant(), ""),
+           row(A::IsNullable, "IS_NULLABLE", "no", false),
+           row(A::IsNullable, "IS_NULLABLE", "YES", true),
+           row(A::ColumnDataType, "DATA_TYPE", "nvarchar", "nvarchar"),
+           row(A::CollationName, "COLLATION_NAME", "Latin1_CI", "Latin1_CI")});
+    // clang-format on
     // An unknown column gives no row and an Empty answer.
-    EXPECT_TRUE(IsEmpty(attribute("GONE", ql_eColumnAttribute::ColumnDataType)));
-
-    const QString properties = QStringLiteral("SELECT * FROM ::fn_listextendedproperty\r"
-                                              "(NULL, 'user', 'dbo', 'table', 'ART', 'column', '%1')");
-    db->respond(properties.arg("CODE"),
-                ScriptedConnection::Table({"objtype", "objname", "name", "value"},
-                                          {{"COLUMN", "CODE", "Caption", "Codice"},
-                                           {"COLUMN", "CODE", "MS_Description", "Item code"}}));
-    db->respond(properties.arg("QTY"), ScriptedConnection::Table({"objtype", "objname", "name", "value"},
-                                                                 {{"COLUMN", "QTY", "Caption", "Q"}}));
-    EXPECT_EQ(conn->GetColumnDesciption(QStringLiteral("ART"), QStringLiteral("CODE")),
-              QVariant("Item code"));
-    EXPECT_TRUE(IsNull(conn->GetColumnDesciption(QStringLiteral("ART"), QStringLiteral("QTY"))));
+    EXPECT_TRUE(IsEmpty(conn->GetColumnAttribute("ART", "GONE", A::ColumnDataType)));
 }
 
-TEST_F(Catalog, ExistenceTests) {
-    db->respond(
-        QStringLiteral("SELECT COUNT(COLUMN_NAME)\rFROM INFORMATION_SCHEMA.COLUMNS\rWHERE TABLE_NAME = "
-                       "'ART'\rAND TABLE_SCHEMA = 'dbo'\rAND COLUMN_NAME = 'CODE'\r"),
-        ScriptedConnection::Table({"n"}, {{1}}));
-    db->respond(
-        QStringLiteral("SELECT COUNT(COLUMN_NAME)\rFROM INFORMATION_SCHEMA.COLUMNS\rWHERE TABLE_NAME = "
-                       "'ART'\rAND TABLE_SCHEMA = 'hist'\rAND COLUMN_NAME = 'CODE'\r"),
-        ScriptedConnection::Table({"n"}, {{0}}));
-    EXPECT_TRUE(conn->ColumnExist(QStringLiteral("ART"), QStringLiteral("CODE")));
-    EXPECT_FALSE(conn->ColumnExist(QStringLiteral("ART"), QStringLiteral("CODE"), QStringLiteral("hist")));
-
-    const QString exists =
-        QStringLiteral("IF EXISTS (SELECT 1\rFROM INFORMATION_SCHEMA.Tables\rWHERE     TABLE_TYPE "
-                       "= 'BASE TABLE' AND TABLE_NAME = '%1')\r    SELECT 1 ELSE\rSELECT 0");
-    db->respond(exists.arg("ART"), ScriptedConnection::Table({"x"}, {{1}}));
-    db->respond(exists.arg("V_ART"), ScriptedConnection::Table({"x"}, {{0}}));
-    EXPECT_TRUE(conn->TableExist(QStringLiteral("ART")));
-    EXPECT_FALSE(conn->TableExist(QStringLiteral("V_ART")));
-
-    const QString identity = QStringLiteral("SELECT COLUMNPROPERTY(OBJECT_ID('ART'), '%1', 'IsIdentity') ");
-    db->respond(identity.arg("RECORD_ID"), ScriptedConnection::Table({"x"}, {{1}}));
-    db->respond(identity.arg("CODE"), ScriptedConnection::Table({"x"}, {{0}}));
-    db->respond(identity.arg("GONE"), ScriptedConnection::Table({"x"}, {{NullVariant()}}));
-    EXPECT_TRUE(conn->IsAutoincrementField(QStringLiteral("ART"), QStringLiteral("RECORD_ID")));
-    EXPECT_FALSE(conn->IsAutoincrementField(QStringLiteral("ART"), QStringLiteral("CODE")));
-    EXPECT_FALSE(conn->IsAutoincrementField(QStringLiteral("ART"), QStringLiteral("GONE")));
-
-    // The firm probe: an empty table is there, a missing one is an answer and not a report.
-    db->respond(QStringLiteral("SELECT RECORD_ID FROM A01_IMA_GES WHERE RECORD_ID = 0"),
-                ScriptedConnection::Table({"RECORD_ID"}, {}));
-    db->fail(QStringLiteral("SELECT RECORD_ID FROM B02_IMA_GES WHERE RECORD_ID = 0"), kErrUnknownTable,
-             QStringLiteral("Invalid object name 'B02_IMA_GES'."));
-    EXPECT_TRUE(conn->CheckDatabaseTable(QStringLiteral("A01")));
-    EXPECT_FALSE(conn->CheckDatabaseTable(QStringLiteral("B02")));
-    EXPECT_EQ(db->callsOf(CallKind::Execute).size(), 2u);
-    EXPECT_TRUE(errors->reports().empty());
+TEST_F(Catalog, OtherProviders) {
+    // Sybase shares the users table and the trigger text procedure, and has a trigger table of its own.
+    conn->setProviderType(ql_eProviderType::SyBase);
+    // clang-format off
+    check({{[&] { return conn->GetTriggers("ART", "trg"); }, "TRG_A",
+            {{"SELECT * FROM systriggers\rWHERE tname = 'ART'", Names("trigname", {"trg_a", "x_b"})}}},
+           {[&] { return conn->GetTriggerCode("t"); }, "create as",
+            {{"EXEC sp_helptext 't'", Names("text", {"create ", "as"})}}},
+           {[&] { return conn->GetDatabaseUsers(); }, "dbo", {{kUsers, Names("name", {"dbo"})}}}});
+    // clang-format on
+    db->clearCalls();
+    EXPECT_EQ(conn->GetFunctionCode("F"), "");
+    // Elsewhere the catalog is not asked.
+    conn->setProviderType(ql_eProviderType::MySql);
+    EXPECT_EQ(conn->GetIndexes("T") + conn->GetTriggers("T") + conn->GetIndexCode("T", "I"), "");
+    EXPECT_FALSE(conn->TableExist("T"));
+    EXPECT_TRUE(db->statements().isEmpty());
 }
 
-TEST_F(Catalog, ObjectCode) {
-    db->respond(QStringLiteral("EXEC sp_helptext 'trg_Art'"),
-                Names("text", {"CREATE TRIGGER trg_Art\r\n", "AS\r\n"}));
-    db->respond(QStringLiteral("EXEC sp_helptext 'fn_Total'"),
-                Names("Text", {"CREATE FUNCTION ", "fn_Total"}));
-    EXPECT_EQ(conn->GetTriggerCode(QStringLiteral("trg_Art")), "CREATE TRIGGER trg_Art\r\nAS\r\n");
-    EXPECT_EQ(conn->GetFunctionCode(QStringLiteral("fn_Total")), "CREATE FUNCTION fn_Total");
-    EXPECT_EQ(conn->GetProcedureCode(QStringLiteral("fn_Total")), "CREATE FUNCTION fn_Total");
-
-    // The index statement, line by line as the server expects it, carriage returns between lines.
-    const QString expected = QStringLiteral(R"SQL(SELECT
+TEST_F(Catalog, IndexCodeSendsTheWholeStatementUnderTheBusyPointer) {
+    const QString sql = QStringLiteral(R"SQL(SELECT
  'CREATE ' +
  CASE WHEN indexes.is_unique = 1 THEN ' UNIQUE ' ELSE '' END  +
  indexes.type_desc COLLATE DATABASE_DEFAULT +' INDEX ' +  indexes.name  + ' ON '  +
@@ -257,77 +232,67 @@ LEFT JOIN (
 ) ic ON ic.object_id = indexes.object_id AND ic.index_id = indexes.index_id
 WHERE indexes.is_primary_key = 0 AND indexes.is_unique_constraint = 0
 AND indexes.object_id = object_id('dbo.ART')
-AND indexes.name = 'IX_ART_CODE')SQL")
-                                 .replace(QLatin1Char('\n'), QLatin1Char('\r'));
-    ASSERT_EQ(expected.count(QLatin1Char('\r')), 43);
-    db->respond(expected,
-                ScriptedConnection::Table({"script"}, {{"CREATE  UNIQUE NONCLUSTERED INDEX IX_ART_CODE"}}));
-    host->clear();
-    EXPECT_EQ(conn->GetIndexCode(QStringLiteral("dbo.ART"), QStringLiteral("IX_ART_CODE")),
-              "CREATE  UNIQUE NONCLUSTERED INDEX IX_ART_CODE");
-    EXPECT_EQ(db->statements().last(), expected);
-    EXPECT_EQ(host->pointerChanges(), (std::vector<int32_t>{kPointerHourglass, kPointerDefault}));
-    EXPECT_EQ(conn->GetIndexCode(QStringLiteral("dbo.ART"), QStringLiteral("PK_ART")), "");
+AND indexes.name = '%1')SQL")
+                            .replace(QLatin1Char('\n'), QLatin1Char('\r'));
+    const QString script = "CREATE  UNIQUE NONCLUSTERED INDEX IX_ART_CODE";
+    // clang-format off
+    check({{[&] { return conn->GetIndexCode("dbo.ART", "IX_ART_CODE"); }, script,
+            {{sql.arg("IX_ART_CODE"), T({"script"}, {{script}})}}},
+           {[&] { return conn->GetIndexCode("dbo.ART", "PK"); }, "", {{sql.arg("PK"), T({"script"}, {})}}}});
+    // clang-format on
+    EXPECT_EQ(host->pointerChanges(),
+              (std::vector<int32_t>{kPointerHourglass, kPointerDefault, kPointerHourglass, kPointerDefault}));
 }
 
 TEST_F(Catalog, FailureKinds) {
-    raiseMode();
-    const QString functions =
-        QStringLiteral("SELECT name FROM sysobjects\rWHERE type IN ('FN', 'TF', 'IF')\rORDER BY name");
-    // Report: the error service hears of it under the routine's own name; "repeat" runs the query
-    // again, "leave" returns what the routine holds.
-    db->fail(functions, kErrSyntax, QStringLiteral("Incorrect syntax"), /*once=*/true);
-    db->respond(functions, Names("name", {"fn_a"}));
-    errors->queueDecision(kDecisionRepeat);
-    EXPECT_EQ(conn->GetFunctions(), "FN_A");
-    ASSERT_EQ(errors->reports().size(), 1u);
-    EXPECT_EQ(errors->reports()[0].Class, "qlConnection");
-    EXPECT_EQ(errors->reports()[0].Routine, "GetFunctions");
-    EXPECT_EQ(errors->reports()[0].Error.Number, kErrSyntax);
-    EXPECT_EQ(db->statements().size(), 2);
-
-    db->fail(QStringLiteral("EXEC sp_helptext 'X'"), kErrSyntax, QStringLiteral("no such object"));
-    errors->queueDecision(kDecisionLeave);
-    EXPECT_EQ(conn->GetFunctionCode(QStringLiteral("X")), "");
-    EXPECT_EQ(errors->reports().back().Routine, "GetFunctionCode");
-
-    // The busy pointer is back before the error service shows anything, and after the routine.
-    int32_t pointerAtReport = -1;
-    errors->setOnReport([&](const ReportedError&) { pointerAtReport = host->MousePointer(); });
-    db->failIf([](const QString& s) { return s.startsWith(QStringLiteral("SELECT\r 'CREATE")); }, kErrSyntax,
-               QStringLiteral("Invalid object name 'sys.indexes'."));
-    EXPECT_EQ(conn->GetIndexCode(QStringLiteral("T"), QStringLiteral("I")), "");
-    EXPECT_EQ(pointerAtReport, kPointerDefault);
-    EXPECT_EQ(host->MousePointer(), kPointerDefault);
-    EXPECT_EQ(errors->reports().back().Routine, "GetIndexCode");
-
-    // None: the caller gets the error itself.
-    const auto before = errors->reports().size();
-    db->fail(QStringLiteral("sp_pkeys 'T'"), kErrSyntax, QStringLiteral("denied"));
-    try {
-        conn->GetTableKeys(QStringLiteral("T"));
-        ADD_FAILURE() << "GetTableKeys should raise";
-    } catch (const qlException& e) {
-        EXPECT_EQ(e.number(), kErrSyntax);
-        EXPECT_EQ(e.description(), "denied");
-    }
-    // Clear: no report, no raise, False.
-    db->fail(QStringLiteral("SELECT COLUMNPROPERTY(OBJECT_ID('T'), 'C', 'IsIdentity') "), kErrSyntax,
-             QStringLiteral("denied"));
-    EXPECT_FALSE(conn->IsAutoincrementField(QStringLiteral("T"), QStringLiteral("C")));
-    EXPECT_EQ(errors->reports().size(), before);
-}
-
-TEST_F(Catalog, AGivenUpQueryIsReportedAgainAsAMissingRecordset) {
-    // Outside ErrorMode 3 the statement routine reports the failure itself and returns nothing;
-    // the catalog routine then meets the missing recordset and reports that under its own name.
-    db->fail(QStringLiteral("SELECT name FROM sysusers\rWHERE hasdbaccess = 1"), kErrGeneral,
-             QStringLiteral("General error"));
+    // Outside ErrorMode 3 the statement routine reports and gives up; the catalog routine then
+    // reports the missing recordset under its own name.
+    db->fail(kUsers, kErrGeneral, "General error");
     EXPECT_EQ(conn->GetDatabaseUsers(), "");
     ASSERT_EQ(errors->reports().size(), 2u);
-    EXPECT_EQ(errors->reports()[0].Routine, "ExecuteWC");
-    EXPECT_EQ(errors->reports()[1].Routine, "GetDatabaseUsers");
+    EXPECT_EQ(errors->reports()[0].Routine + "," + errors->reports()[1].Routine,
+              "ExecuteWC,GetDatabaseUsers");
     EXPECT_EQ(errors->reports()[1].Error.Number, kErrObjectNotSet);
+
+    // Report under the routine's own name, obeying the decision: "repeat" runs the query again.
+    raiseMode();
+    db->fail(kFunctions, kErrSyntax, "Incorrect syntax", /*once=*/true);
+    db->respond(kFunctions, Names("name", {"fn_a"}));
+    errors->queueDecisions({kDecisionRepeat, kDecisionLeave});
+    EXPECT_EQ(conn->GetFunctions(), "FN_A");
+    ASSERT_EQ(errors->reports().size(), 3u);
+    EXPECT_EQ(errors->reports()[2].Class + "." + errors->reports()[2].Routine, "qlConnection.GetFunctions");
+    EXPECT_EQ(errors->reports()[2].Error.Number, kErrSyntax);
+    EXPECT_EQ(db->statements().count(kFunctions), 2);
+
+    // "leave" returns what is held; the busy pointer is back before the error service shows anything.
+    int32_t pointerAtReport = -1;
+    errors->setOnReport([&](const ReportedError&) { pointerAtReport = host->MousePointer(); });
+    db->failIf([](const QString& s) { return s.startsWith("SELECT\r 'CREATE"); }, kErrSyntax,
+               "no sys.indexes");
+    EXPECT_EQ(conn->GetIndexCode("T", "I"), "");
+    EXPECT_EQ(errors->reports().back().Routine, "GetIndexCode");
+    EXPECT_EQ(pointerAtReport, kPointerDefault);
+    EXPECT_EQ(host->MousePointer(), kPointerDefault);
+
+    // None: the caller gets the error itself, unchanged.
+    db->fail("sp_pkeys 'T'", kErrSyntax, "denied");
+    try {
+        conn->GetTableKeys("T");
+        ADD_FAILURE() << "GetTableKeys should raise";
+    } catch (const qlException& e) {
+        EXPECT_EQ(QString::number(e.number()) + " " + e.description(),
+                  QString::number(kErrSyntax) + " denied");
+    }
+    // Clear: no report, no raise, False; and the firm probe takes a missing table as its answer.
+    db->fail("SELECT COLUMNPROPERTY(OBJECT_ID('T'), 'C', 'IsIdentity') ", kErrSyntax, "denied");
+    EXPECT_FALSE(conn->IsAutoincrementField("T", "C"));
+    db->respond("SELECT RECORD_ID FROM A01_IMA_GES WHERE RECORD_ID = 0", T({"RECORD_ID"}, {}));
+    db->fail("SELECT RECORD_ID FROM B02_IMA_GES WHERE RECORD_ID = 0", kErrUnknownTable,
+             "Invalid object name");
+    EXPECT_TRUE(conn->CheckDatabaseTable("A01"));
+    EXPECT_FALSE(conn->CheckDatabaseTable("B02"));
+    EXPECT_EQ(errors->reports().size(), 4u);
 }
 
 } // namespace
