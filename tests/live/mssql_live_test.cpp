@@ -47,7 +47,8 @@ protected:
         if (m_cn)
             m_cn->Finalize();
         if (m_master) {
-            m_master->Execute(QStringLiteral("ALTER DATABASE %1 SET SINGLE_USER WITH ROLLBACK IMMEDIATE").arg(m_database));
+            m_master->Execute(
+                QStringLiteral("ALTER DATABASE %1 SET SINGLE_USER WITH ROLLBACK IMMEDIATE").arg(m_database));
             m_master->Execute(QStringLiteral("DROP DATABASE ") + m_database);
             m_master->Finalize();
         }
@@ -92,7 +93,8 @@ TEST_F(MsSqlLive, ScriptsRunPieceByPieceAndProceduresTakeParameters) {
 
     qlQueryConstructor params;
     params.AddProcedureParam(QStringLiteral("@A"), 7, ql_eDataType::TypeInt);
-    params.AddProcedureParam(QStringLiteral("@B"), QStringLiteral("O'Brien"), ql_eDataType::TypeVarCharUnicode, 20);
+    params.AddProcedureParam(QStringLiteral("@B"), QStringLiteral("O'Brien"),
+                             ql_eDataType::TypeVarCharUnicode, 20);
     m_cn->ExecuteSP(QStringLiteral("LIVE_ADD"), &params, &bError);
     EXPECT_FALSE(bError);
     EXPECT_EQ(ToLong(Scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_V WHERE A = 7"))), 1);
@@ -115,12 +117,14 @@ TEST_F(MsSqlLive, ReadUncommittedPrefixAndCatalogReads) {
     EXPECT_EQ(m_cn->GetTableKeys(QStringLiteral("LIVE_K")), QStringLiteral("ID"));
     EXPECT_EQ(m_cn->GetIndexes(QStringLiteral("LIVE_K")), QStringLiteral("IX_LIVE_K_C"));
     m_cn->Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_COVER ON LIVE_K (C DESC) INCLUDE (ID)"));
-    EXPECT_EQ(m_cn->GetIndexCode(QStringLiteral("LIVE_K"), QStringLiteral("IX_LIVE_K_COVER")),
-              QStringLiteral("CREATE NONCLUSTERED INDEX IX_LIVE_K_COVER ON dbo.LIVE_K (C DESC)  INCLUDE (ID) "));
+    EXPECT_EQ(
+        m_cn->GetIndexCode(QStringLiteral("LIVE_K"), QStringLiteral("IX_LIVE_K_COVER")),
+        QStringLiteral("CREATE NONCLUSTERED INDEX IX_LIVE_K_COVER ON dbo.LIVE_K (C DESC)  INCLUDE (ID) "));
     EXPECT_TRUE(m_cn->TableExist(QStringLiteral("LIVE_K")));
     EXPECT_TRUE(m_cn->ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("C")));
     EXPECT_FALSE(m_cn->ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("NOPE")));
-    EXPECT_EQ(m_cn->GetColumnAttribute(QStringLiteral("LIVE_K"), QStringLiteral("C"), ql_eColumnAttribute::DefaultValue)
+    EXPECT_EQ(m_cn->GetColumnAttribute(QStringLiteral("LIVE_K"), QStringLiteral("C"),
+                                       ql_eColumnAttribute::DefaultValue)
                   .toString(),
               QStringLiteral("(0)"));
     EXPECT_FALSE(m_cn->CollectionName().isEmpty());
