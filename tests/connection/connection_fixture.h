@@ -9,6 +9,7 @@
 #include "support/scripted_host_services.h"
 
 #include <QTemporaryDir>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <ostream>
@@ -21,9 +22,19 @@ inline void PrintTo(const QString& s, std::ostream* os) {
 namespace qldb::test {
 
 inline const QString kLinkFailure = QStringLiteral("[Microsoft][ODBC Driver] Communication link failure");
-inline const QString kDeadlockVictim = QStringLiteral(
-    "Transaction (Process ID 53) was deadlocked on lock resources with another process and has "
-    "been chosen as the deadlock victim. Rerun the transaction.");
+// How Raised() shows a general failure that the provider raised, up to its description.
+inline const QString kProviderGeneral =
+    QStringLiteral("-2147467259 Microsoft OLE DB Provider for ODBC Drivers: ");
+
+// The error that a call raises, as "number source: description"; "none" when it raises nothing.
+inline QString Raised(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const qlException& e) {
+        return QStringLiteral("%1 %2: %3").arg(e.number()).arg(e.record().Source, e.description());
+    }
+    return QStringLiteral("none");
+}
 
 class ConnectionTest : public ::testing::Test {
 protected:

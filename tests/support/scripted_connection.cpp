@@ -1,15 +1,10 @@
 #include "support/scripted_connection.h"
 
-#include <QByteArray>
-#include <QDate>
-#include <QDateTime>
-#include <QTime>
+#include <utility>
 
 namespace qldb::test {
 
 namespace {
-
-const QString kProviderSource = QStringLiteral("Microsoft OLE DB Provider for ODBC Drivers");
 
 ScriptedConnection::Matcher exactly(const QString& sText) {
     return [sText](const QString& s) { return s == sText; };
@@ -41,72 +36,33 @@ int32_t guessType(const QVariant& v) {
     }
 }
 
-} // namespace
-
-QString CallKindName(CallKind kind) {
-    switch (kind) {
-    case CallKind::SetConnectionString:
-        return QStringLiteral("SetConnectionString");
-    case CallKind::SetMode:
-        return QStringLiteral("SetMode");
-    case CallKind::SetCursorLocation:
-        return QStringLiteral("SetCursorLocation");
-    case CallKind::SetIsolationLevel:
-        return QStringLiteral("SetIsolationLevel");
-    case CallKind::Open:
-        return QStringLiteral("Open");
-    case CallKind::Close:
-        return QStringLiteral("Close");
-    case CallKind::Cancel:
-        return QStringLiteral("Cancel");
-    case CallKind::Execute:
-        return QStringLiteral("Execute");
-    case CallKind::OpenRecordset:
-        return QStringLiteral("OpenRecordset");
-    case CallKind::ExecuteCommand:
-        return QStringLiteral("ExecuteCommand");
-    case CallKind::BeginTrans:
-        return QStringLiteral("BeginTrans");
-    case CallKind::CommitTrans:
-        return QStringLiteral("CommitTrans");
-    case CallKind::RollbackTrans:
-        return QStringLiteral("RollbackTrans");
-    case CallKind::Tables:
-        return QStringLiteral("Tables");
-    case CallKind::Columns:
-        return QStringLiteral("Columns");
-    }
-    return QString();
+bool isStatement(CallKind kind) {
+    return kind == CallKind::Execute || kind == CallKind::OpenRecordset || kind == CallKind::ExecuteCommand;
 }
+
+// Execute and Command.Execute skip the recordset only for the no-records option itself, not for -1.
+bool skipsRecords(int32_t options) {
+    return (options & ado::adExecuteNoRecords) != 0 && options != ado::adOptionUnspecified;
+}
+
+} // namespace
 
 ErrorRecord ProviderError(int32_t number, const QString& sDescription) {
     ErrorRecord e;
     e.Number = number;
-    e.Source = kProviderSource;
+    e.Source = QStringLiteral("Microsoft OLE DB Provider for ODBC Drivers");
     e.Description = sDescription;
     return e;
 }
 
 // ---- Programming answers ----
 
-void ScriptedConnection::addResponse(Response r) {
-    m_responses.push_back(std::move(r));
-}
-
 void ScriptedConnection::respond(const QString& sText, const Recordset& rs, bool once) {
-    respondIf(exactly(sText), rs, once);
-}
-
-void ScriptedConnection::respondIf(Matcher match, const Recordset& rs, bool once) {
-    addResponse(Response{std::move(match), AnswerKind::Rows, rs, {}, {}, once, false});
+    m_responses.push_back(Response{exactly(sText), AnswerKind::Rows, rs, {}, once, false});
 }
 
 void ScriptedConnection::respondNoRowset(const QString& sText, bool once) {
-    respondNoRowsetIf(exactly(sText), once);
-}
-
-void ScriptedConnection::respondNoRowsetIf(Matcher match, bool once) {
-    addResponse(Response{std::move(match), AnswerKind::NoRowset, Recordset(), {}, {}, once, false});
+    m_responses.push_back(Response{exactly(sText), AnswerKind::NoRowset, Recordset(), {}, once, false});
 }
 
 void ScriptedConnection::fail(const QString& sText, int32_t number, const QString& sDescription, bool once) {
@@ -114,27 +70,12 @@ void ScriptedConnection::fail(const QString& sText, int32_t number, const QStrin
 }
 
 void ScriptedConnection::failIf(Matcher match, int32_t number, const QString& sDescription, bool once) {
-    addResponse(Response{std::move(match),
-                         AnswerKind::Error,
-                         Recordset(),
-                         ProviderError(number, sDescription),
-                         {},
-                         once,
-                         false});
+    m_responses.push_back(Response{std::move(match), AnswerKind::Error, Recordset(),
+                                   ProviderError(number, sDescription), once, false});
 }
 
-void ScriptedConnection::onStatement(Matcher match, std::function<void()> action, bool once) {
-    addResponse(
-        Response{std::move(match), AnswerKind::Action, Recordset(), {}, std::move(action), once, false});
-}
-
-void ScriptedConnection::failOpen(int32_t number, const QString& sDescription, int times) {
+void ScriptedConnection::failOpen(int32_t number, const QString& sDescription) {
     m_openFailure = ProviderError(number, sDescription);
-    m_openFailures = times;
-}
-
-void ScriptedConnection::setColumns(const QString& sTableName, std::vector<CatalogColumn> columns) {
-    m_columns[sTableName.toUpper()] = std::move(columns);
 }
 
 // ---- What happened ----
@@ -142,8 +83,7 @@ void ScriptedConnection::setColumns(const QString& sTableName, std::vector<Catal
 QStringList ScriptedConnection::statements() const {
     QStringList out;
     for (const Call& c : m_calls)
-        if (c.Kind == CallKind::Execute || c.Kind == CallKind::OpenRecordset ||
-            c.Kind == CallKind::ExecuteCommand)
+        if (isStatement(c.Kind))
             out << c.Text;
     return out;
 }
@@ -157,35 +97,30 @@ std::vector<Call> ScriptedConnection::callsOf(CallKind kind) const {
 }
 
 QStringList ScriptedConnection::trace() const {
+    static const char* const kNames[] = {"SetConnectionString",
+                                         "SetMode",
+                                         "SetCursorLocation",
+                                         "SetIsolationLevel",
+                                         "Open",
+                                         "Close",
+                                         "Cancel",
+                                         "Execute",
+                                         "OpenRecordset",
+                                         "ExecuteCommand",
+                                         "BeginTrans",
+                                         "CommitTrans",
+                                         "RollbackTrans"};
     QStringList out;
     for (const Call& c : m_calls) {
-        QString line = CallKindName(c.Kind);
-        switch (c.Kind) {
-        case CallKind::Execute:
-        case CallKind::OpenRecordset:
-        case CallKind::ExecuteCommand:
-        case CallKind::Columns:
+        QString line = QLatin1String(kNames[static_cast<int>(c.Kind)]);
+        if (isStatement(c.Kind))
             line += QLatin1Char(':') + c.Text;
-            break;
-        case CallKind::SetMode:
-        case CallKind::SetCursorLocation:
-        case CallKind::SetIsolationLevel:
+        else if (c.Kind == CallKind::SetMode || c.Kind == CallKind::SetCursorLocation ||
+                 c.Kind == CallKind::SetIsolationLevel)
             line += QLatin1Char(':') + QString::number(c.Value);
-            break;
-        default:
-            break;
-        }
         out << line;
     }
     return out;
-}
-
-int ScriptedConnection::count(CallKind kind) const {
-    int n = 0;
-    for (const Call& c : m_calls)
-        if (c.Kind == kind)
-            ++n;
-    return n;
 }
 
 Recordset ScriptedConnection::Table(const QStringList& names, const std::vector<Row>& rows) {
@@ -208,194 +143,141 @@ Recordset ScriptedConnection::Table(const QStringList& names, const std::vector<
 
 // ---- IDbConnection ----
 
-std::size_t ScriptedConnection::record(Call call) {
-    m_calls.push_back(std::move(call));
-    return m_calls.size() - 1;
+Call& ScriptedConnection::record(CallKind kind, const QString& sText, int32_t value) {
+    m_calls.push_back(Call{kind, sText, value, 0, 0, 0, {}});
+    return m_calls.back();
 }
 
-void ScriptedConnection::raise(std::size_t call, ErrorRecord error) {
-    m_calls[call].Failed = true;
+void ScriptedConnection::raise(ErrorRecord error) {
     m_lastErrors = {error};
     throw qlException(std::move(error));
 }
 
-void ScriptedConnection::requireOpen(std::size_t call) {
+void ScriptedConnection::requireOpen() {
     if (m_state == ado::adStateClosed)
-        raise(call, ProviderError(kErrObjectClosed,
-                                  QStringLiteral("Operation is not allowed when the object is closed.")));
+        raise(ProviderError(kErrObjectClosed,
+                            QStringLiteral("Operation is not allowed when the object is closed.")));
 }
 
 void ScriptedConnection::setConnectionString(const QString& s) {
-    record(Call{CallKind::SetConnectionString, s, 0, 0, 0, 0, {}, false});
+    record(CallKind::SetConnectionString, s);
     m_connectionString = s;
 }
 
 void ScriptedConnection::setMode(int32_t mode) {
-    record(Call{CallKind::SetMode, {}, 0, 0, 0, mode, {}, false});
+    record(CallKind::SetMode, {}, mode);
     m_mode = mode;
 }
 
 void ScriptedConnection::setCursorLocation(int32_t location) {
-    record(Call{CallKind::SetCursorLocation, {}, 0, 0, 0, location, {}, false});
+    record(CallKind::SetCursorLocation, {}, location);
     m_cursorLocation = location;
 }
 
 void ScriptedConnection::setIsolationLevel(int32_t level) {
-    record(Call{CallKind::SetIsolationLevel, {}, 0, 0, 0, level, {}, false});
+    record(CallKind::SetIsolationLevel, {}, level);
     m_isolationLevel = level;
 }
 
 void ScriptedConnection::Open() {
-    const std::size_t call = record(Call{CallKind::Open, m_connectionString, 0, 0, 0, 0, {}, false});
+    record(CallKind::Open, m_connectionString);
     if (m_state != ado::adStateClosed)
-        raise(call, ProviderError(kErrObjectOpen,
-                                  QStringLiteral("Operation is not allowed when the object is open.")));
-    if (m_openFailures != 0) {
-        if (m_openFailures > 0)
-            --m_openFailures;
-        raise(call, m_openFailure);
-    }
+        raise(ProviderError(kErrObjectOpen,
+                            QStringLiteral("Operation is not allowed when the object is open.")));
+    if (auto failure = std::exchange(m_openFailure, std::nullopt))
+        raise(*failure);
     m_state = ado::adStateOpen;
     m_sqlTranCount = 0;
     m_adoTranLevel = 0;
 }
 
 void ScriptedConnection::Close() {
-    const std::size_t call = record(Call{CallKind::Close, {}, 0, 0, 0, 0, {}, false});
+    record(CallKind::Close);
     if (m_closeFailure)
-        raise(call, *m_closeFailure);
-    requireOpen(call);
+        raise(*m_closeFailure);
+    requireOpen();
     m_state = ado::adStateClosed;
 }
 
 void ScriptedConnection::Cancel() {
-    const std::size_t call = record(Call{CallKind::Cancel, {}, 0, 0, 0, 0, {}, false});
+    record(CallKind::Cancel);
     if (m_cancelFailure)
-        raise(call, *m_cancelFailure);
+        raise(*m_cancelFailure);
 }
 
 std::optional<std::shared_ptr<Recordset>> ScriptedConnection::trackTransaction(const QString& sText,
                                                                                bool noRecords) {
-    if (!m_trackSqlTransactions)
-        return std::nullopt;
     const QString s = sText.trimmed().toUpper();
-    if (s.startsWith(QLatin1String("BEGIN TRANSACTION"))) {
-        ++m_sqlTranCount;
+    const bool begin = s.startsWith(QLatin1String("BEGIN TRANSACTION"));
+    const bool commit = s.startsWith(QLatin1String("COMMIT TRANSACTION"));
+    if (begin || commit || s.startsWith(QLatin1String("ROLLBACK TRANSACTION"))) {
+        if (!begin && m_sqlTranCount == 0)
+            raise(ProviderError(kErrGeneral, QStringLiteral("The %1 TRANSACTION request has no "
+                                                            "corresponding BEGIN TRANSACTION.")
+                                                 .arg(commit ? "COMMIT" : "ROLLBACK")));
+        m_sqlTranCount = begin ? m_sqlTranCount + 1 : commit ? m_sqlTranCount - 1 : 0;
         return std::shared_ptr<Recordset>();
     }
-    if (s.startsWith(QLatin1String("COMMIT TRANSACTION")) ||
-        s.startsWith(QLatin1String("ROLLBACK TRANSACTION"))) {
-        if (m_sqlTranCount == 0) {
-            const bool commit = s.startsWith(QLatin1String("COMMIT"));
-            throw qlException(ProviderError(
-                kErrGeneral,
-                commit ? QStringLiteral("The COMMIT TRANSACTION request has no corresponding BEGIN "
-                                        "TRANSACTION.")
-                       : QStringLiteral("The ROLLBACK TRANSACTION request has no corresponding BEGIN "
-                                        "TRANSACTION.")));
-        }
-        m_sqlTranCount = s.startsWith(QLatin1String("COMMIT")) ? m_sqlTranCount - 1 : 0;
+    if (s != QLatin1String("SELECT @@TRANCOUNT"))
+        return std::nullopt;
+    if (noRecords)
         return std::shared_ptr<Recordset>();
-    }
-    if (s == QLatin1String("SELECT @@TRANCOUNT")) {
-        if (noRecords)
-            return std::shared_ptr<Recordset>();
-        return std::make_shared<Recordset>(Table({QString()}, {{QVariant(m_sqlTranCount)}}));
-    }
-    return std::nullopt;
+    return std::make_shared<Recordset>(Table({QString()}, {{QVariant(m_sqlTranCount)}}));
 }
 
-std::shared_ptr<Recordset> ScriptedConnection::answer(std::size_t call, bool noRecords) {
-    requireOpen(call);
-    // Copied: an action may record further calls and move the vector.
-    const QString sText = m_calls[call].Text;
+std::shared_ptr<Recordset> ScriptedConnection::answer(const QString& sText, bool noRecords) {
+    requireOpen();
     for (Response& r : m_responses) {
-        if (r.Once && r.Used)
+        if ((r.Once && r.Used) || !r.Match(sText))
             continue;
-        if (!r.Match(sText))
-            continue;
-        if (r.Once)
-            r.Used = true;
-        switch (r.Kind) {
-        case AnswerKind::Action:
-            // An action may fail the statement by throwing.
-            try {
-                r.Action();
-            } catch (const qlException& e) {
-                raise(call, e.record());
-            }
-            continue;
-        case AnswerKind::Error:
-            raise(call, r.Error);
-        case AnswerKind::NoRowset:
-            return noRecords ? nullptr : std::make_shared<Recordset>();
-        case AnswerKind::Rows:
-            return noRecords ? nullptr : std::make_shared<Recordset>(r.Rows);
-        }
+        r.Used = true;
+        if (r.Kind == AnswerKind::Error)
+            raise(r.Error);
+        if (noRecords)
+            return nullptr;
+        return r.Kind == AnswerKind::Rows ? std::make_shared<Recordset>(r.Rows)
+                                          : std::make_shared<Recordset>();
     }
-    try {
-        if (auto tracked = trackTransaction(sText, noRecords))
-            return *tracked;
-    } catch (const qlException& e) {
-        raise(call, e.record());
-    }
-    if (m_failUnmatched)
-        raise(call, ProviderError(kErrGeneral, QStringLiteral("No scripted answer for: ") + sText));
+    if (auto tracked = trackTransaction(sText, noRecords))
+        return *tracked;
     return noRecords ? nullptr : std::make_shared<Recordset>();
 }
 
 std::shared_ptr<Recordset> ScriptedConnection::Execute(const QString& sCommandText, int32_t options) {
-    const std::size_t call = record(Call{CallKind::Execute, sCommandText, options, 0, 0, 0, {}, false});
-    return answer(call, (options & ado::adExecuteNoRecords) != 0 && options != ado::adOptionUnspecified);
+    Call& call = record(CallKind::Execute, sCommandText);
+    call.Options = options;
+    return answer(sCommandText, skipsRecords(options));
 }
 
 std::shared_ptr<Recordset> ScriptedConnection::OpenRecordset(const QString& sSource, int32_t cursorType,
                                                              int32_t lockType, int32_t options) {
-    const std::size_t call =
-        record(Call{CallKind::OpenRecordset, sSource, options, cursorType, lockType, 0, {}, false});
-    auto rs = answer(call, false);
+    Call& call = record(CallKind::OpenRecordset, sSource);
+    call.Options = options;
+    call.CursorType = cursorType;
+    call.LockType = lockType;
+    auto rs = answer(sSource, false);
     return rs ? rs : std::make_shared<Recordset>();
 }
 
 std::shared_ptr<Recordset> ScriptedConnection::ExecuteCommand(const Command& command, int32_t options) {
-    const std::size_t call =
-        record(Call{CallKind::ExecuteCommand, command.CommandText, options, 0, 0, 0, command, false});
-    return answer(call, (options & ado::adExecuteNoRecords) != 0 && options != ado::adOptionUnspecified);
+    Call& call = record(CallKind::ExecuteCommand, command.CommandText);
+    call.Options = options;
+    call.Cmd = command;
+    return answer(command.CommandText, skipsRecords(options));
 }
 
 int32_t ScriptedConnection::BeginTrans() {
-    const std::size_t call = record(Call{CallKind::BeginTrans, {}, 0, 0, 0, 0, {}, false});
-    requireOpen(call);
+    record(CallKind::BeginTrans);
+    requireOpen();
     return ++m_adoTranLevel;
 }
 
-void ScriptedConnection::CommitTrans() {
-    const std::size_t call = record(Call{CallKind::CommitTrans, {}, 0, 0, 0, 0, {}, false});
-    requireOpen(call);
+void ScriptedConnection::endTrans(CallKind kind) {
+    record(kind);
+    requireOpen();
     if (m_adoTranLevel == 0)
-        raise(call, ProviderError(kErrGeneral, QStringLiteral("No transaction is active.")));
+        raise(ProviderError(kErrGeneral, QStringLiteral("No transaction is active.")));
     --m_adoTranLevel;
-}
-
-void ScriptedConnection::RollbackTrans() {
-    const std::size_t call = record(Call{CallKind::RollbackTrans, {}, 0, 0, 0, 0, {}, false});
-    requireOpen(call);
-    if (m_adoTranLevel == 0)
-        raise(call, ProviderError(kErrGeneral, QStringLiteral("No transaction is active.")));
-    --m_adoTranLevel;
-}
-
-std::vector<CatalogTable> ScriptedConnection::Tables() {
-    const std::size_t call = record(Call{CallKind::Tables, {}, 0, 0, 0, 0, {}, false});
-    requireOpen(call);
-    return m_tables;
-}
-
-std::vector<CatalogColumn> ScriptedConnection::Columns(const QString& sTableName) {
-    const std::size_t call = record(Call{CallKind::Columns, sTableName, 0, 0, 0, 0, {}, false});
-    requireOpen(call);
-    auto it = m_columns.find(sTableName.toUpper());
-    return it == m_columns.end() ? std::vector<CatalogColumn>() : it->second;
 }
 
 } // namespace qldb::test

@@ -9,8 +9,9 @@
 //
 // Responses are tried in the order they were added; the first that matches wins. A response
 // marked once is used up by its first match. A statement that matches nothing gets the default
-// answer: no recordset for adExecuteNoRecords, a recordset with state 0 otherwise (or an error,
-// after setFailUnmatched(true)).
+// answer: no recordset for adExecuteNoRecords, a recordset with state 0 otherwise. BEGIN, COMMIT
+// and ROLLBACK TRANSACTION are counted as SQL Server nests them (COMMIT lowers the count by one,
+// ROLLBACK ends all levels), and "SELECT @@TRANCOUNT" answers with that count.
 #include "platform/db_connection.h"
 
 #include <QString>
@@ -18,7 +19,6 @@
 #include <QVariant>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -42,25 +42,19 @@ enum class CallKind {
     BeginTrans,
     CommitTrans,
     RollbackTrans,
-    Tables,
-    Columns, // Text is the table name
 };
 
 struct Call {
     CallKind Kind;
-    // Statement, command text, connection string (SetConnectionString and Open) or table name.
+    // Statement, command text or connection string (SetConnectionString and Open).
     QString Text;
+    // The number set by SetMode, SetCursorLocation, SetIsolationLevel.
+    int32_t Value = 0;
     int32_t Options = 0;
     int32_t CursorType = 0;
     int32_t LockType = 0;
-    // The number set by SetMode, SetCursorLocation, SetIsolationLevel.
-    int32_t Value = 0;
     Command Cmd;
-    // Whether the call failed (the double threw).
-    bool Failed = false;
 };
-
-QString CallKindName(CallKind kind);
 
 class ScriptedConnection : public IDbConnection {
 public:
@@ -69,36 +63,19 @@ public:
     // ---- Programming answers ----
     // A recordset (copied afresh for every match, so positions never leak between calls).
     void respond(const QString& sText, const Recordset& rs, bool once = false);
-    void respondIf(Matcher match, const Recordset& rs, bool once = false);
     // A statement that returns no rowset: a recordset with state 0.
     void respondNoRowset(const QString& sText, bool once = false);
-    void respondNoRowsetIf(Matcher match, bool once = false);
     // An error with the given number and description (source "Microsoft OLE DB Provider for ODBC Drivers").
     void fail(const QString& sText, int32_t number, const QString& sDescription, bool once = false);
     void failIf(Matcher match, int32_t number, const QString& sDescription, bool once = false);
-    // Runs an action when a statement matches, before its answer is given (the answer is the next
-    // matching response). Useful to change the double's state at a precise point; an action that
-    // throws a qlException fails the statement with that error.
-    void onStatement(Matcher match, std::function<void()> action, bool once = false);
-    void setFailUnmatched(bool fail) { m_failUnmatched = fail; }
 
-    // The next `times` opens fail with this error (times < 0: every open from now on).
-    void failOpen(int32_t number, const QString& sDescription, int times = -1);
-    void clearOpenFailure() { m_openFailures = 0; }
-    // Close and Cancel fail with this error while set.
-    void failClose(std::optional<ErrorRecord> error) { m_closeFailure = std::move(error); }
-    void failCancel(std::optional<ErrorRecord> error) { m_cancelFailure = std::move(error); }
+    // The next open fails with this error.
+    void failOpen(int32_t number, const QString& sDescription);
+    // Close and Cancel fail with this error from now on.
+    void failClose(ErrorRecord error) { m_closeFailure = std::move(error); }
+    void failCancel(ErrorRecord error) { m_cancelFailure = std::move(error); }
     // Marks the connection open (or closed) without a recorded call.
     void setOpen(bool open) { m_state = open ? ado::adStateOpen : ado::adStateClosed; }
-
-    // Answers "SELECT @@TRANCOUNT" from BEGIN/COMMIT/ROLLBACK TRANSACTION statements sent through
-    // Execute, nesting as SQL Server does: COMMIT lowers the count by one, ROLLBACK ends all levels.
-    void setTrackSqlTransactions(bool track) { m_trackSqlTransactions = track; }
-    int32_t SqlTranCount() const { return m_sqlTranCount; }
-    int32_t AdoTranLevel() const { return m_adoTranLevel; }
-
-    void setTables(std::vector<CatalogTable> tables) { m_tables = std::move(tables); }
-    void setColumns(const QString& sTableName, std::vector<CatalogColumn> columns);
 
     // ---- What happened ----
     const std::vector<Call>& calls() const { return m_calls; }
@@ -106,9 +83,9 @@ public:
     QStringList statements() const;
     // Calls of one kind, in order.
     std::vector<Call> callsOf(CallKind kind) const;
-    // "Open", "Execute:SELECT 1", ...: the whole sequence as text, for sequence assertions.
+    int count(CallKind kind) const { return static_cast<int>(callsOf(kind).size()); }
+    // "Open", "Execute:SELECT 1", "SetMode:3", ...: the whole sequence as text.
     QStringList trace() const;
-    int count(CallKind kind) const;
     void clearCalls() { m_calls.clear(); }
 
     // A recordset with the named fields; each field's type is guessed from the first non-null value
@@ -138,44 +115,38 @@ public:
     std::shared_ptr<Recordset> ExecuteCommand(const Command& command, int32_t options) override;
 
     int32_t BeginTrans() override;
-    void CommitTrans() override;
-    void RollbackTrans() override;
+    void CommitTrans() override { endTrans(CallKind::CommitTrans); }
+    void RollbackTrans() override { endTrans(CallKind::RollbackTrans); }
 
-    std::vector<CatalogTable> Tables() override;
-    std::vector<CatalogColumn> Columns(const QString& sTableName) override;
+    // An empty catalog.
+    std::vector<CatalogTable> Tables() override { return {}; }
+    std::vector<CatalogColumn> Columns(const QString&) override { return {}; }
 
 private:
-    enum class AnswerKind { Rows, NoRowset, Error, Action };
+    enum class AnswerKind { Rows, NoRowset, Error };
     struct Response {
         Matcher Match;
         AnswerKind Kind;
         Recordset Rows;
         ErrorRecord Error;
-        std::function<void()> Action;
         bool Once = false;
         bool Used = false;
     };
 
-    void addResponse(Response r);
-    // Calls are referred to by index: actions may record further calls while one is answered.
-    std::size_t record(Call call);
-    [[noreturn]] void raise(std::size_t call, ErrorRecord error);
-    void requireOpen(std::size_t call);
-    std::shared_ptr<Recordset> answer(std::size_t call, bool noRecords);
+    Call& record(CallKind kind, const QString& sText = QString(), int32_t value = 0);
+    [[noreturn]] void raise(ErrorRecord error);
+    void requireOpen();
+    std::shared_ptr<Recordset> answer(const QString& sText, bool noRecords);
     std::optional<std::shared_ptr<Recordset>> trackTransaction(const QString& sText, bool noRecords);
+    void endTrans(CallKind kind);
 
     std::vector<Call> m_calls;
     std::vector<Response> m_responses;
-    bool m_failUnmatched = false;
-    int m_openFailures = 0;
-    ErrorRecord m_openFailure;
+    std::optional<ErrorRecord> m_openFailure;
     std::optional<ErrorRecord> m_closeFailure;
     std::optional<ErrorRecord> m_cancelFailure;
-    bool m_trackSqlTransactions = false;
     int32_t m_sqlTranCount = 0;
     int32_t m_adoTranLevel = 0;
-    std::vector<CatalogTable> m_tables;
-    std::map<QString, std::vector<CatalogColumn>> m_columns;
 
     QString m_connectionString;
     int32_t m_mode = 0;

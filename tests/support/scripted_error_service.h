@@ -1,12 +1,11 @@
 #pragma once
-// An error service for tests: the decisions of ReportError come from a queue (then from the fixed
-// decision of HeadlessErrorService), and every write of ErrorCount is recorded.
+// An error service for tests: the decisions of ReportError come from a queue, then from the fixed
+// decision of HeadlessErrorService.
 #include "platform/error_service.h"
 
 #include <deque>
 #include <functional>
 #include <initializer_list>
-#include <vector>
 
 namespace qldb::test {
 
@@ -23,17 +22,20 @@ public:
     // Runs when an error is reported, before the decision is returned.
     void setOnReport(std::function<void(const ReportedError&)> hook) { m_onReport = std::move(hook); }
 
-    void setErrorCount(int32_t lCount) override;
-    // Every value written to ErrorCount, in order.
-    const std::vector<int32_t>& errorCountWrites() const { return m_errorCountWrites; }
-
 protected:
-    int32_t decide(const ReportedError& report) override;
+    int32_t decide(const ReportedError& report) override {
+        if (m_onReport)
+            m_onReport(report);
+        if (m_decisions.empty())
+            return HeadlessErrorService::decide(report);
+        const int32_t decision = m_decisions.front();
+        m_decisions.pop_front();
+        return decision;
+    }
 
 private:
     std::deque<int32_t> m_decisions;
     std::function<void(const ReportedError&)> m_onReport;
-    std::vector<int32_t> m_errorCountWrites;
 };
 
 } // namespace qldb::test

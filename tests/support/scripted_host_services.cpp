@@ -6,10 +6,8 @@ MsgAnswer ScriptedHostServices::MessageBox(const QString& sText, MsgButtons butt
                                            const QString& sTitle) {
     m_messages.push_back(ShownMessage{sText, buttons, icon, sTitle});
     m_events << QStringLiteral("MessageBox");
-    if (m_onMessage)
-        m_onMessage(m_messages.back());
     if (m_answers.empty())
-        return m_defaultAnswer;
+        return MsgAnswer::Cancel;
     const MsgAnswer answer = m_answers.front();
     m_answers.pop_front();
     return answer;

@@ -7,7 +7,7 @@
 #include <QString>
 #include <QStringList>
 #include <deque>
-#include <functional>
+#include <initializer_list>
 #include <vector>
 
 namespace qldb::test {
@@ -26,10 +26,6 @@ public:
     void queueAnswers(std::initializer_list<MsgAnswer> answers) {
         m_answers.insert(m_answers.end(), answers);
     }
-    // The answer once the queue is empty (Cancel unless set).
-    void setDefaultAnswer(MsgAnswer answer) { m_defaultAnswer = answer; }
-    // Runs before a message box is answered: a test can repair the scripted server here.
-    void setOnMessage(std::function<void(const ShownMessage&)> hook) { m_onMessage = std::move(hook); }
 
     const std::vector<ShownMessage>& messages() const { return m_messages; }
     const std::vector<int32_t>& sleeps() const { return m_sleeps; }
@@ -42,8 +38,6 @@ public:
 private:
     int32_t m_pointer = kPointerDefault;
     std::deque<MsgAnswer> m_answers;
-    MsgAnswer m_defaultAnswer = MsgAnswer::Cancel;
-    std::function<void(const ShownMessage&)> m_onMessage;
     std::vector<ShownMessage> m_messages;
     std::vector<int32_t> m_sleeps;
     std::vector<int32_t> m_pointerChanges;
