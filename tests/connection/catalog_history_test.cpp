@@ -13,16 +13,12 @@ const QString kCheck = "SYS_XSP_SYS_SYS_CHK";
 
 class History : public ConnectionTest {
 protected:
-    // A new object on a new connection, open or closed, whose database asks for the check at start
-    // (a Null setting is no row at all) and lists defects or none.
+    // A new connection, open or closed, whose database asks for the check at start (a Null
+    // setting is no row at all) and lists defects or none.
     void serve(bool open, const QVariant& onStart, bool defective) {
         db = std::make_shared<ScriptedConnection>();
         db->setOpen(open);
-        conn = std::make_unique<qlConnection>();
         conn->setADODBConnection(db);
-        conn->setHostServices(host);
-        conn->setErrors(errors);
-        conn->setProductName("Mirando ERP");
         db->respond(kOnStart, ScriptedConnection::Table({"v"}, {{onStart}}));
         std::vector<Row> defects;
         if (defective)
@@ -99,9 +95,7 @@ TEST_F(History, CheckHistoryMode) {
     EXPECT_EQ(host->messages()[0].Title + host->messages()[1].Title, "Mirando ERPMirando ERP");
     EXPECT_EQ(host->events(), (QStringList{"MousePointer:11", "MousePointer:0", "MessageBox", "MessageBox",
                                            "MousePointer:11", "MousePointer:0"}));
-    const Command& command = db->callsOf(CallKind::ExecuteCommand).at(0).Cmd;
-    EXPECT_EQ(command.CommandType, ado::adCmdStoredProc);
-    EXPECT_TRUE(command.Parameters.empty());
+    EXPECT_EQ(db->callsOf(CallKind::ExecuteCommand).at(0).Cmd.CommandType, ado::adCmdStoredProc);
     // A failed check is not remembered; without bShowError nothing is shown.
     EXPECT_FALSE(conn->CheckHistoryMode(false));
     EXPECT_EQ(checks(), 2);
@@ -114,47 +108,39 @@ TEST_F(History, CheckHistoryMode) {
     EXPECT_EQ(checks(), 1);
 }
 
-TEST_F(History, HistoryModeOnAnOpenConnectionChecksAtOnce) {
+TEST_F(History, HistoryMode) {
+    // On an open connection the check runs at once and nothing stays pending for a reopen.
     serve(true, "1", true);
     conn->setHistoryMode(true);
     EXPECT_FALSE(conn->HistoryMode());
-    // Nothing stays pending: a reopen runs no check.
     conn->CloseConnection();
     conn->OpenConnection();
     EXPECT_EQ(checks(), 1);
-
     // Without the setting the check is skipped and the mode holds; True again checks nothing.
     serve(true, NullVariant(), true);
     conn->setHistoryMode(true);
-    EXPECT_TRUE(conn->HistoryMode());
     conn->setHistoryMode(true);
+    EXPECT_TRUE(conn->HistoryMode());
     EXPECT_EQ(db->statements(), QStringList{kOnStart});
-    conn->setHistoryMode(false);
-    EXPECT_FALSE(conn->HistoryMode());
-}
 
-TEST_F(History, HistoryModeOnAClosedConnectionWaitsForTheOpen) {
+    // On a closed connection the check waits for the open, with the same outcomes.
+    for (const QVariant& setting : {QVariant("1"), NullVariant()}) {
+        serve(false, setting, true);
+        conn->setHistoryMode(false);
+        conn->setHistoryMode(true);
+        EXPECT_TRUE(conn->HistoryMode());
+        EXPECT_TRUE(db->statements().isEmpty());
+        conn->OpenConnection();
+        EXPECT_EQ(conn->HistoryMode(), IsNull(setting));
+    }
     serve(false, "1", false);
+    conn->setHistoryMode(false);
     conn->setHistoryMode(true);
-    EXPECT_TRUE(conn->HistoryMode());
-    EXPECT_TRUE(db->statements().isEmpty());
     conn->OpenConnection();
     conn->CloseConnection();
     conn->OpenConnection();
     EXPECT_TRUE(conn->HistoryMode());
     EXPECT_EQ(db->statements(), (QStringList{kOnStart, kCheck})) << "the pending check runs once";
-
-    // A defective database turns the mode off at the open; without the setting it stays on.
-    serve(false, "1", true);
-    conn->setHistoryMode(true);
-    conn->OpenConnection();
-    EXPECT_FALSE(conn->HistoryMode());
-    serve(false, NullVariant(), true);
-    conn->setHistoryMode(true);
-    conn->OpenConnection();
-    EXPECT_TRUE(conn->HistoryMode());
-    EXPECT_EQ(db->statements(), QStringList{kOnStart});
-
     // Switched off again before the open, nothing is checked.
     serve(false, "1", true);
     conn->setHistoryMode(true);

@@ -45,7 +45,7 @@ protected:
             }
             const QVariant got = q.call();
             EXPECT_STREQ(got.typeName(), q.expected.typeName());
-            EXPECT_EQ(got, q.expected);
+            EXPECT_EQ(got, q.expected) << "got " << got.toString().toStdString();
             EXPECT_EQ(db->statements(), sent);
         }
         EXPECT_TRUE(errors->reports().empty());
