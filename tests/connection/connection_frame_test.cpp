@@ -8,18 +8,13 @@
 namespace qldb::test {
 namespace {
 
-using ::testing::_;
-using ::testing::Eq;
-using ::testing::Return;
-using ::testing::Throw;
+using namespace ::testing;
 
-class MockForm : public IForm {
-public:
+struct MockForm : IForm {
     MOCK_METHOD(void, Show, (int32_t modal, std::optional<IForm*> owner), (override));
 };
 
-class MockFormsHandler : public IFormsHandler {
-public:
+struct MockFormsHandler : IFormsHandler {
     MOCK_METHOD(QVariant, NewModal, (IForm * fToShow, IForm* fOwner, bool AsRoot), (override));
     MOCK_METHOD(QVariant, NewModeless, (IForm * fToShow, IForm* fOwner, bool AsRoot), (override));
 };

@@ -39,11 +39,10 @@ void Check(P type, N client, bool integrated, const QString& first, const QStrin
 }
 
 TEST_F(Settings, ConnectionStringTable) {
-    const std::pair<N, QString> clients[] = {{N::SQLNativeClientOff, "SQLOLEDB.1"},
-                                             {N::SQLNativeClient2005, "SQLNCLI.1"},
-                                             {N::SQLNativeClient2008, "SQLNCLI10.1"},
-                                             {N::SQLNativeClient2012, "SQLNCLI11"},
-                                             {static_cast<N>(9), "SQLOLEDB.1"}};
+    // clang-format off
+    const std::pair<N, QString> clients[] = {{N::SQLNativeClientOff, "SQLOLEDB.1"}, {N::SQLNativeClient2005, "SQLNCLI.1"},
+        {N::SQLNativeClient2008, "SQLNCLI10.1"}, {N::SQLNativeClient2012, "SQLNCLI11"}, {static_cast<N>(9), "SQLOLEDB.1"}};
+    // clang-format on
     for (const bool integrated : {true, false}) {
         for (const auto& [client, name] : clients)
             Check(P::SQLServer, client, integrated, Generic(name, integrated), name);
@@ -72,30 +71,20 @@ TEST_F(Settings, ConnectionStringTable) {
           "FoxPro");
 }
 
-TEST_F(Settings, OdbcPiecesForcedStringAndGivenProviderName) {
-    // ODBC pieces only where set, with ";" only between them.
-    const auto odbc = [](const QString& server, const QString& user, const QString& database) {
-        qlConnection c;
-        c.setProviderType(P::ODBC);
-        c.setServer(server);
-        c.setUser(user);
-        c.setDatabaseName(database);
-        return c.MakeConnectionString();
-    };
-    EXPECT_EQ(odbc("", "", ""), "");
-    EXPECT_EQ(odbc("", "sa", ""), "UserID=sa");
-    EXPECT_EQ(odbc("dsn1", "", "ERP"), "DSN=dsn1;Database=ERP");
-
-    auto c = Made(P::MySql, false);
+TEST_F(Settings, OverridesAndPiecesOnlyWhereSet) {
+    auto c = Made(P::ODBC, false);
+    c->setServer("");
+    c->setPassword("");
+    c->setDatabaseName("");
+    EXPECT_EQ(c->MakeConnectionString(), "UserID=U1"); // no ";" before the first piece
+    c = Made(P::MySql, false);
     c->setForcedConnectionString("DSN=forced");
-    EXPECT_EQ(c->MakeConnectionString(), "DSN=forced");
-    EXPECT_EQ(c->ProviderName(), "");
+    EXPECT_EQ(c->MakeConnectionString() + "|" + c->ProviderName(), "DSN=forced|");
     c = Made(P::Oracle, true);
     c->setProviderName("SQLNCLI11");
     EXPECT_EQ(c->MakeConnectionString(), Generic("SQLNCLI11", true));
-    // Values go in as they are: a ";" in a password is not escaped.
     c = Made(P::SQLServer, false);
-    c->setPassword("a;b");
+    c->setPassword("a;b"); // not escaped
     EXPECT_EQ(c->MakeConnectionString(), QString(Generic("SQLOLEDB.1", false)).replace("P1", "a;b"));
 }
 
@@ -105,22 +94,18 @@ TEST_F(Settings, AccessorQuirks) {
     EXPECT_EQ(conn->BulkCopyVersion() + conn->BulkCopyVersion(), 160);
     conn->setBulkCopyVersion(70);
     EXPECT_EQ(conn->BulkCopyVersion(), 70);
-
     EXPECT_EQ(conn->FieldDelimiterStart() + conn->FieldDelimiterEnd(), "[]");
     // A set end delimiter reads back as the stored start delimiter, here never set.
     conn->setFieldDelimiterEnd("`");
     EXPECT_EQ(conn->FieldDelimiterEnd(), "");
     conn->setFieldDelimiterStart("\"");
     EXPECT_EQ(conn->FieldDelimiterStart() + conn->FieldDelimiterEnd(), "\"\"");
-
     // Locked and CanLog are the host's flags: nothing is refused and nothing extra is logged.
     conn->setLocked(true);
     conn->setCanLog(true);
-    bool bError = true;
-    conn->Execute("UPDATE T SET A = 1", &bError);
-    EXPECT_FALSE(bError);
+    conn->Execute("UPDATE T SET A = 1");
     EXPECT_EQ(db->trace(), QStringList{"Execute:UPDATE T SET A = 1"});
-    EXPECT_TRUE(host->events().isEmpty());
+    EXPECT_TRUE(host->events().isEmpty() && errors->reports().empty());
 }
 
 TEST_F(Settings, CollationIsReadOnceAndKept) {
@@ -135,7 +120,6 @@ TEST_F(Settings, CollationIsReadOnceAndKept) {
     conn->setDatabaseName("OTHER");
     EXPECT_EQ(conn->CollectionName(), "Latin1_General_CI_AS");
     EXPECT_EQ(db->trace(), (QStringList{"OpenRecordset:" + query, "OpenRecordset:" + query}));
-    EXPECT_EQ(db->calls()[1].LockType, ado::adLockReadOnly);
 }
 
 } // namespace

@@ -20,9 +20,9 @@ TEST_F(Transactions, TheSqlWayFollowsTheServersCount) {
                                         "Execute:BEGIN TRANSACTION", "Execute:SELECT @@TRANCOUNT",
                                         "OpenRecordset:SELECT @@TRANCOUNT", "Execute:ROLLBACK TRANSACTION",
                                         "OpenRecordset:SELECT @@TRANCOUNT"}));
-    EXPECT_EQ(db->calls()[0].Options, ado::adExecuteNoRecords);
-    EXPECT_EQ(db->calls()[1].Options, ado::adOptionUnspecified);
-    EXPECT_EQ(db->calls().back().LockType, ado::adLockReadOnly);
+    EXPECT_EQ(
+        (std::vector<int32_t>{db->calls()[0].Options, db->calls()[1].Options, db->calls().back().LockType}),
+        (std::vector<int32_t>{ado::adExecuteNoRecords, ado::adOptionUnspecified, ado::adLockReadOnly}));
 
     // Anything but exactly True (-1) is the SQL way; the name goes unquoted after the keyword.
     db->clearCalls();
