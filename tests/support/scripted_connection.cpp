@@ -6,6 +6,9 @@ namespace qldb::test {
 
 namespace {
 
+// ADO's number for "operation is not allowed when the object is open".
+constexpr int32_t kErrObjectOpen = 3705;
+
 ScriptedConnection::Matcher exactly(const QString& sText) {
     return [sText](const QString& s) { return s == sText; };
 }

@@ -3,10 +3,6 @@
 // responses, so that the statements a routine sends and what it makes of the answers can be
 // asserted without a server.
 //
-//     auto conn = std::make_shared<ScriptedConnection>();
-//     conn->respond("SELECT 1", ScriptedConnection::Table({"A"}, {{1}}));
-//     conn->fail("UPDATE T SET X = 1", kErrGeneral, "deadlock victim", /*once=*/true);
-//
 // Responses are tried in the order they were added; the first that matches wins. A response
 // marked once is used up by its first match. A statement that matches nothing gets the default
 // answer: no recordset for adExecuteNoRecords, a recordset with state 0 otherwise. BEGIN, COMMIT
@@ -24,9 +20,6 @@
 #include <vector>
 
 namespace qldb::test {
-
-// ADO's "operation is not allowed when the object is open".
-inline constexpr int32_t kErrObjectOpen = 3705;
 
 enum class CallKind {
     SetConnectionString,
