@@ -117,10 +117,7 @@ TEST_F(Scripts, StoredProcedureParameters) {
     // No constructor: no parameters; unnamed parameters leave NamedParameters off.
     conn->ExecuteSP("SP_LIST");
     qlQueryConstructor unnamed;
-    ql_tField f;
-    f.FieldType = ql_eDataType::TypeLong;
-    f.Value = 7;
-    unnamed.AddField(f);
+    unnamed.AddProcedureParam("", 7, ql_eDataType::TypeLong);
     conn->ExecuteSP("SP_LIST", &unnamed);
 
     const auto calls = db->callsOf(CallKind::ExecuteCommand);
