@@ -12,6 +12,7 @@
 namespace qldb {
 
 using record_walk::AddName;
+using record_walk::HasRowset;
 using record_walk::kClass;
 using record_walk::Opened;
 using record_walk::WalkRows;
@@ -32,6 +33,24 @@ int32_t qlConnection::GetObjectId(const QString& sName) {
     return ToLong(set.Value(0));
 }
 
+bool qlConnection::WalkQuery(ErrorRule& rule, const QString& sRoutine, const QString& sSQL,
+                             const std::function<void(Recordset&)>& fnRow) {
+    std::shared_ptr<Recordset> rs;
+    if (!rule.run([&] { rs = ExecuteWC(sSQL); }))
+        return false;
+    return WalkRows(rule, rs, sRoutine, fnRow);
+}
+
+QString qlConnection::FieldList(const QString& sRoutine, const QString& sSQL, const QString& sField,
+                                bool bUpper, const QString& sSeparator) {
+    ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, sRoutine);
+    QString result;
+    if (!WalkQuery(rule, sRoutine, sSQL,
+                   [&](Recordset& r) { AddName(result, ToText(r.Value(sField)), sSeparator); }))
+        return result;
+    return bUpper ? result.toUpper() : result;
+}
+
 QString qlConnection::GetTableKeys(const QString& sTableName) {
     // No rule of its own: a failure belongs to the caller.
     QString result;
@@ -45,48 +64,23 @@ QString qlConnection::GetTableKeys(const QString& sTableName) {
 }
 
 QString qlConnection::GetFunctions() {
-    const QString routine = Routine("GetFunctions");
-    ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, routine);
-    QString result;
     if (m_providerType != ql_eProviderType::SQLServer)
-        return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::Functions()); }))
-        return result;
-    if (!WalkRows(rule, rs, routine,
-                  [&](Recordset& r) { AddName(result, ToText(r.Value(QStringLiteral("name")))); }))
-        return result;
-    return result.toUpper();
+        return QString();
+    return FieldList(Routine("GetFunctions"), catalog_sql::Functions(), QStringLiteral("name"), true);
 }
 
 QString qlConnection::GetProcedures() {
-    const QString routine = Routine("GetProcedures");
-    ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, routine);
-    QString result;
     if (m_providerType != ql_eProviderType::SQLServer)
-        return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::Procedures()); }))
-        return result;
-    if (!WalkRows(rule, rs, routine,
-                  [&](Recordset& r) { AddName(result, ToText(r.Value(QStringLiteral("name")))); }))
-        return result;
-    return result.toUpper();
+        return QString();
+    return FieldList(Routine("GetProcedures"), catalog_sql::Procedures(), QStringLiteral("name"), true);
 }
 
 QString qlConnection::GetDatabaseUsers() {
-    const QString routine = Routine("GetDatabaseUsers");
-    ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, routine);
-    QString result;
     // Sybase keeps the same users table as SQL Server.
     if (m_providerType != ql_eProviderType::SQLServer && m_providerType != ql_eProviderType::SyBase)
-        return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::DatabaseUsers()); }))
-        return result;
-    WalkRows(rule, rs, routine,
-             [&](Recordset& r) { AddName(result, ToText(r.Value(QStringLiteral("name")))); });
-    return result;
+        return QString();
+    return FieldList(Routine("GetDatabaseUsers"), catalog_sql::DatabaseUsers(), QStringLiteral("name"),
+                     false);
 }
 
 QString qlConnection::GetPrimaryIndexName(const QString& sTableName) {
@@ -116,10 +110,7 @@ QString qlConnection::GetIndexes(const QString& sTableName) {
     if (!rule.run([&] { rs = ExecuteWC(catalog_sql::HelpIndex(m_providerType, sTableName)); }))
         return result;
     // A table without indexes answers with a message and no rowset at all.
-    bool hasRowset = false;
-    if (!rule.run([&] { hasRowset = Opened(rs, routine).State() == ado::adStateOpen; }))
-        return result;
-    if (!hasRowset)
+    if (!HasRowset(rule, rs, routine))
         return result;
     const QString primary = GetPrimaryIndexName(sTableName);
     if (!WalkRows(rule, rs, routine, [&](Recordset& r) {
@@ -144,10 +135,7 @@ QString qlConnection::GetIndexesUseColumn(const QString& sTableName, const QStri
                      .Execute(catalog_sql::HelpIndex(m_providerType, sTableName), ado::adOptionUnspecified);
         }))
         return result;
-    bool hasRowset = false;
-    if (!rule.run([&] { hasRowset = Opened(rs, routine).State() == ado::adStateOpen; }))
-        return result;
-    if (!hasRowset)
+    if (!HasRowset(rule, rs, routine))
         return result;
     const QString column = sColumn.toUpper();
     WalkRows(rule, rs, routine, [&](Recordset& r) {
@@ -168,13 +156,7 @@ QString qlConnection::GetForeignKeys(const QString& sTableName) {
         return result;
     if (id <= 0)
         return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::ForeignKeys(id)); }))
-        return result;
-    if (!WalkRows(rule, rs, routine,
-                  [&](Recordset& r) { AddName(result, ToText(r.Value(QStringLiteral("name")))); }))
-        return result;
-    return result.toUpper();
+    return FieldList(routine, catalog_sql::ForeignKeys(id), QStringLiteral("name"), true);
 }
 
 QString qlConnection::GetReferences(const QString& sTableName) {
@@ -188,10 +170,7 @@ QString qlConnection::GetReferences(const QString& sTableName) {
         return result;
     if (id <= 0)
         return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::References(id)); }))
-        return result;
-    if (!WalkRows(rule, rs, routine, [&](Recordset& r) {
+    if (!WalkQuery(rule, routine, catalog_sql::References(id), [&](Recordset& r) {
             const QVariant name =
                 GetDbValue(QStringLiteral("sysobjects"), QStringLiteral("id"),
                            r.Value(QStringLiteral("fkeyid")), ql_eDataType::TypeLong, QStringLiteral("name"));
@@ -220,10 +199,7 @@ QString qlConnection::GetTriggers(const QString& sTableName, const QString& sOnl
     } else {
         return result;
     }
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(sql); }))
-        return result;
-    if (!WalkRows(rule, rs, routine, [&](Recordset& r) {
+    if (!WalkQuery(rule, routine, sql, [&](Recordset& r) {
             const QString name = ToText(r.Value(field));
             if (sOnlyPrefixTable.isEmpty() || name.left(sOnlyPrefixTable.size()) == sOnlyPrefixTable)
                 AddName(result, name);
@@ -233,29 +209,18 @@ QString qlConnection::GetTriggers(const QString& sTableName, const QString& sOnl
 }
 
 QString qlConnection::GetTriggerCode(const QString& sTriggerName) {
-    const QString routine = Routine("GetTriggerCode");
-    ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, routine);
-    QString result;
     if (m_providerType != ql_eProviderType::SQLServer && m_providerType != ql_eProviderType::SyBase)
-        return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::HelpText(m_providerType, sTriggerName)); }))
-        return result;
-    WalkRows(rule, rs, routine, [&](Recordset& r) { result += ToText(r.Value(QStringLiteral("text"))); });
-    return result;
+        return QString();
+    // The code comes in pieces, one a row, joined as they are.
+    return FieldList(Routine("GetTriggerCode"), catalog_sql::HelpText(m_providerType, sTriggerName),
+                     QStringLiteral("text"), false, QString());
 }
 
 QString qlConnection::GetFunctionCode(const QString& sFunctionName) {
-    const QString routine = Routine("GetFunctionCode");
-    ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, routine);
-    QString result;
     if (m_providerType != ql_eProviderType::SQLServer)
-        return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::HelpText(m_providerType, sFunctionName)); }))
-        return result;
-    WalkRows(rule, rs, routine, [&](Recordset& r) { result += ToText(r.Value(QStringLiteral("Text"))); });
-    return result;
+        return QString();
+    return FieldList(Routine("GetFunctionCode"), catalog_sql::HelpText(m_providerType, sFunctionName),
+                     QStringLiteral("Text"), false, QString());
 }
 
 QString qlConnection::GetProcedureCode(const QString& sProcedureName) {

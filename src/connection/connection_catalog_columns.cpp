@@ -11,7 +11,6 @@ namespace qldb {
 
 using record_walk::kClass;
 using record_walk::Opened;
-using record_walk::WalkRows;
 
 namespace {
 
@@ -46,10 +45,7 @@ QVariant qlConnection::GetColumnDesciption(const QString& sTableName, const QStr
     QVariant result = NullVariant();
     if (m_providerType != ql_eProviderType::SQLServer)
         return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::ColumnDescription(sTableName, sColumnName)); }))
-        return result;
-    WalkRows(rule, rs, routine, [&](Recordset& r) {
+    WalkQuery(rule, routine, catalog_sql::ColumnDescription(sTableName, sColumnName), [&](Recordset& r) {
         if (ToText(r.Value(QStringLiteral("name"))) == QLatin1String("MS_Description"))
             result = ToText(r.Value(QStringLiteral("value")));
     });

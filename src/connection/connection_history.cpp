@@ -143,11 +143,8 @@ bool qlConnection::DisableChangeTracking() {
                     QStringLiteral("INNER JOIN sys.tables t on t.object_id = ctt.object_id"),
                     QStringLiteral("WHERE ctt.is_track_columns_updated_on = 1;")}
             .join(CR);
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(tracked); }))
-        return result;
     // Tables that track rows only are left to the database switch below.
-    if (!WalkRows(rule, rs, routine, [&](Recordset& r) {
+    if (!WalkQuery(rule, routine, tracked, [&](Recordset& r) {
             ExecuteScript(QStringLiteral("ALTER TABLE [") + ToText(r.Value(QStringLiteral("name"))) +
                           QStringLiteral("] DISABLE CHANGE_TRACKING;"));
         }))

@@ -11,7 +11,6 @@
 namespace qldb {
 
 using record_walk::kClass;
-using record_walk::WalkRows;
 
 namespace {
 
@@ -43,10 +42,7 @@ QString qlConnection::GetViews(const QString& slistViews, const QString& sDelimi
     const QString from = catalog_sql::ViewsFrom(m_providerType, slistViews, delimiter);
 
     VariantTable views;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::Views(from)); }))
-        return result;
-    if (!WalkRows(rule, rs, routine, [&](Recordset& r) {
+    if (!WalkQuery(rule, routine, catalog_sql::Views(from), [&](Recordset& r) {
             views.push_back(VariantRow{r.Value(QStringLiteral("name")), r.Value(QStringLiteral("id")), 0});
         }))
         return result;
@@ -55,9 +51,7 @@ QString qlConnection::GetViews(const QString& slistViews, const QString& sDelimi
     // the level its dependency has at that moment, plus one. A later record does not revisit an
     // earlier one, so the level is a sum along the record order rather than a true depth; the
     // callers' scripts were written against this order and it stays.
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::ViewDependencies(from)); }))
-        return result;
-    if (!WalkRows(rule, rs, routine, [&](Recordset& r) {
+    if (!WalkQuery(rule, routine, catalog_sql::ViewDependencies(from), [&](Recordset& r) {
             const int dependent = RowOfId(views, ToLong(r.Value(QStringLiteral("id"))));
             const int used = RowOfId(views, ToLong(r.Value(QStringLiteral("depid"))));
             if (dependent >= 0 && used >= 0)

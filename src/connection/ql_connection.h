@@ -14,11 +14,13 @@
 #include <QString>
 #include <QVariant>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
 namespace qldb {
 
+class ErrorRule;
 class qlQueryConstructor;
 
 enum class ql_eNativeClients : int32_t {
@@ -47,7 +49,9 @@ public:
     std::shared_ptr<IErrorService> Errors() const { return m_errors; }
     void setErrors(std::shared_ptr<IErrorService> errors) { m_errors = std::move(errors); }
     std::shared_ptr<IDbConnection> ADODBConnection() const { return m_connection; }
-    void setADODBConnection(std::shared_ptr<IDbConnection> connection) { m_connection = std::move(connection); }
+    void setADODBConnection(std::shared_ptr<IDbConnection> connection) {
+        m_connection = std::move(connection);
+    }
     std::shared_ptr<IHostServices> HostServices() const { return m_host; }
     void setHostServices(std::shared_ptr<IHostServices> host);
     std::shared_ptr<IFormsHandler> FormsHandler() const { return m_formsHandler; }
@@ -134,9 +138,11 @@ public:
     // ---- Scripts and stored procedures ----------------------------------------------------
     bool ExecuteScript(const QString& sSQL, bool bManageErrors = false, bool* bError = nullptr,
                        QString* sErrDescription = nullptr, int32_t lCommandTimeout = 0);
-    std::shared_ptr<Recordset> ExecuteSP(const QString& CommandName, qlQueryConstructor* qryConstructor = nullptr,
-                                         bool* bError = nullptr, bool bManageErrors = false);
-    QString GetSP(const QString& CommandName, qlQueryConstructor* qryConstructor = nullptr, bool* bError = nullptr);
+    std::shared_ptr<Recordset> ExecuteSP(const QString& CommandName,
+                                         qlQueryConstructor* qryConstructor = nullptr, bool* bError = nullptr,
+                                         bool bManageErrors = false);
+    QString GetSP(const QString& CommandName, qlQueryConstructor* qryConstructor = nullptr,
+                  bool* bError = nullptr);
 
     // ---- Catalog and record services ------------------------------------------------------
     // (catalog queries, value lookups, attachments, triggers and history are declared below)
@@ -282,6 +288,15 @@ private:
     std::vector<TableInfoCacheEntry> m_tableInfoCache;
     // The catalog id of an object, 0 when there is none. No error rule of its own.
     int32_t GetObjectId(const QString& sName);
+    // Sends sSQL and walks its rows with fnRow, each step under the routine's rule. False when the
+    // rule says leave.
+    bool WalkQuery(ErrorRule& rule, const QString& sRoutine, const QString& sSQL,
+                   const std::function<void(Recordset&)>& fnRow);
+    // The field sField of every row of sSQL, joined by sSeparator, under the routine's report rule.
+    // The whole answer is upper-cased when bUpper and every row was read; a walk that the rule left
+    // returns the names as they came.
+    QString FieldList(const QString& sRoutine, const QString& sSQL, const QString& sField, bool bUpper,
+                      const QString& sSeparator = QStringLiteral("|"));
 };
 
 } // namespace qldb

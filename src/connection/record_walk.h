@@ -1,7 +1,7 @@
 #pragma once
 // Small helpers shared by qlConnection's catalog and record services: the object error of a
-// recordset that a statement routine did not return, the walk of rows under a routine's error
-// rule, and the joining of name lists.
+// recordset that a statement routine did not return, the test for a rowset and the walk of rows
+// under a routine's error rule, and the joining of name lists.
 #include "connection/object_checks.h"
 #include "platform/error_rule.h"
 #include "platform/recordset.h"
@@ -24,6 +24,14 @@ inline void AddName(QString& sList, const QString& sName, const QString& sSepara
     if (!sList.isEmpty())
         sList += sSeparator;
     sList += sName;
+}
+
+// Whether rs holds a rowset, read as one step of the rule: a SQL Server batch may answer with
+// messages only. A step that the rule left, or went on past, reads as no rowset.
+inline bool HasRowset(ErrorRule& rule, const std::shared_ptr<Recordset>& rs, const QString& sRoutine) {
+    bool open = false;
+    rule.run([&] { open = Opened(rs, sRoutine).State() == ado::adStateOpen; });
+    return open;
 }
 
 // Walks the rows of rs, one step of the rule per row. Returns false when the rule says leave. A
