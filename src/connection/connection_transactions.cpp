@@ -21,6 +21,13 @@ int32_t FirstValue(const std::shared_ptr<Recordset>& rs, const QString& sSource)
     return ToLong(RequireRecordset(rs, sSource).Value(0));
 }
 
+// The SQL way of Begin and Commit: the statement, then the server's level read on the same link.
+int32_t SqlTransaction(IDbConnection& connection, const QString& sVerb, const QString& TransactionName,
+                       const QString& sSource) {
+    connection.Execute(TransactionStatement(sVerb, TransactionName), ado::adExecuteNoRecords);
+    return FirstValue(connection.Execute(kTranCount, ado::adOptionUnspecified), sSource);
+}
+
 } // namespace
 
 int32_t qlConnection::BeginTrans(int16_t UseADOTransaction, const QString& TransactionName) {
@@ -28,9 +35,7 @@ int32_t qlConnection::BeginTrans(int16_t UseADOTransaction, const QString& Trans
     IDbConnection& connection = RequireConnection(m_connection, source);
     if (UseADOTransaction == VB_TRUE)
         return connection.BeginTrans();
-    connection.Execute(TransactionStatement(QStringLiteral("BEGIN"), TransactionName),
-                       ado::adExecuteNoRecords);
-    return FirstValue(connection.Execute(kTranCount, ado::adOptionUnspecified), source);
+    return SqlTransaction(connection, QStringLiteral("BEGIN"), TransactionName, source);
 }
 
 int32_t qlConnection::CommitTrans(int16_t UseADOTransaction, const QString& TransactionName) {
@@ -40,9 +45,7 @@ int32_t qlConnection::CommitTrans(int16_t UseADOTransaction, const QString& Tran
         connection.CommitTrans();
         return -1;
     }
-    connection.Execute(TransactionStatement(QStringLiteral("COMMIT"), TransactionName),
-                       ado::adExecuteNoRecords);
-    return FirstValue(connection.Execute(kTranCount, ado::adOptionUnspecified), source);
+    return SqlTransaction(connection, QStringLiteral("COMMIT"), TransactionName, source);
 }
 
 int32_t qlConnection::RollbackTrans(int16_t UseADOTransaction, const QString& TransactionName) {
