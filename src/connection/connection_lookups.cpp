@@ -56,6 +56,22 @@ QString ExistQuery(ql_eProviderType provider, const QString& sTableName, const Q
     return sql;
 }
 
+// The first column of the first row of sSQL, Empty when there is no row; the recordset is closed
+// after. bRecordPresent, when given, is set (never cleared) when there is a row.
+QVariant FirstValue(qlConnection& connection, const QString& sSQL, const QString& sRoutine,
+                    bool* bRecordPresent = nullptr) {
+    const auto rs = connection.ExecuteWC(sSQL);
+    Recordset& set = Opened(rs, sRoutine);
+    QVariant result;
+    if (!set.IsEOF()) {
+        result = set.Value(0);
+        if (bRecordPresent)
+            *bRecordPresent = true;
+    }
+    set.Close();
+    return result;
+}
+
 // The whole number at the start of a text, as a numeric reading of it gives it: blanks skipped, a
 // sign, digits, a fraction that is cut off. A text that starts with no number gives 0.
 int32_t LeadingNumber(const QString& sText) {
@@ -88,13 +104,7 @@ QString qlConnection::GetTableInfo(const QString& sTableName, ql_eTableInfo iInf
     // Whatever goes wrong here (no directory in this database, no such column) reads as "no
     // entry", and is remembered as such: a form asks the same question many times.
     QString result;
-    rule.tolerate([&] {
-        const auto rs = ExecuteWC(sql);
-        Recordset& set = Opened(rs, QStringLiteral("GetTableInfo"));
-        if (!set.IsEOF())
-            result = ToText(set.Value(0));
-        set.Close();
-    });
+    rule.tolerate([&] { result = ToText(FirstValue(*this, sql, QStringLiteral("GetTableInfo"))); });
     m_tableInfoCache.push_back(TableInfoCacheEntry{sTableName, information, result});
     return result;
 }
@@ -103,17 +113,10 @@ QVariant qlConnection::GetDbValue(const QString& sTableName, const QString& sKey
                                   const QVariant& vKeyValue, ql_eDataType iKeyType,
                                   const QString& sFieldReturn, bool* bRecordPresent, bool bLike,
                                   const QString& sFilter) {
-    const auto rs = ExecuteWC(
-        ValueQuery(m_providerType, sTableName, sKeyField, vKeyValue, iKeyType, sFieldReturn, bLike, sFilter));
-    Recordset& set = Opened(rs, QStringLiteral("GetDbValue"));
-    QVariant result;
-    if (!set.IsEOF()) {
-        result = set.Value(0);
-        if (bRecordPresent)
-            *bRecordPresent = true;
-    }
-    set.Close();
-    return result;
+    return FirstValue(
+        *this,
+        ValueQuery(m_providerType, sTableName, sKeyField, vKeyValue, iKeyType, sFieldReturn, bLike, sFilter),
+        QStringLiteral("GetDbValue"), bRecordPresent);
 }
 
 QVariant qlConnection::GetDbValues(const QString& sTableName, const QString& sKeyField,
@@ -160,13 +163,7 @@ QVariant qlConnection::GetSystemValue(const QString& sKeyTableName, const QStrin
                         FormatSqlValue(sKeyField, ql_eDataType::TypeChar, m_providerType) +
                         QStringLiteral(" AND ") + CR + QStringLiteral("      VLVAL = ") +
                         FormatSqlValue(vKeyValue, ql_eDataType::TypeChar, m_providerType);
-    const auto rs = ExecuteWC(sql);
-    Recordset& set = Opened(rs, QStringLiteral("GetSystemValue"));
-    QVariant result;
-    if (!set.IsEOF())
-        result = set.Value(0);
-    set.Close();
-    return result;
+    return FirstValue(*this, sql, QStringLiteral("GetSystemValue"));
 }
 
 bool qlConnection::SetDbValue(const QString& sTableName, const QString& sKeyField, ql_eDataType iKeyType,
@@ -230,13 +227,7 @@ QVariant qlConnection::GetFunctionValue(const QString& sFunctionName, const QVar
     if (type >= 0 && type <= 4)
         sql = QStringLiteral("SELECT dbo.") + sFunctionName + QStringLiteral(" (") +
               FormatSqlValue(vValue, iValueType, m_providerType) + QStringLiteral(") AS Expr1");
-    const auto rs = ExecuteWC(sql);
-    Recordset& set = Opened(rs, QStringLiteral("GetFunctionValue"));
-    QVariant result;
-    if (!set.IsEOF())
-        result = set.Value(0);
-    set.Close();
-    return result;
+    return FirstValue(*this, sql, QStringLiteral("GetFunctionValue"));
 }
 
 QString qlConnection::GetCharFilter(const QString& sChar) {
