@@ -37,7 +37,17 @@ bool IsTextVariant(const QVariant& v) {
            v.typeId() == QMetaType::QChar;
 }
 
-// Whole numbers keep every digit (a 64-bit key does not survive a trip through double).
+int32_t ClampToLong(double value) {
+    // The host's long is 32 bits; out-of-range values stop at its limits instead of wrapping.
+    if (value >= static_cast<double>(std::numeric_limits<int32_t>::max()))
+        return std::numeric_limits<int32_t>::max();
+    if (value <= static_cast<double>(std::numeric_limits<int32_t>::min()))
+        return std::numeric_limits<int32_t>::min();
+    return static_cast<int32_t>(value);
+}
+
+} // namespace
+
 bool IsIntegerVariant(const QVariant& v) {
     switch (v.typeId()) {
     case QMetaType::Int:
@@ -60,17 +70,6 @@ bool IsIntegerVariant(const QVariant& v) {
 bool IsFloatVariant(const QVariant& v) {
     return v.typeId() == QMetaType::Double || v.typeId() == QMetaType::Float;
 }
-
-int32_t ClampToLong(double value) {
-    // The host's long is 32 bits; out-of-range values stop at its limits instead of wrapping.
-    if (value >= static_cast<double>(std::numeric_limits<int32_t>::max()))
-        return std::numeric_limits<int32_t>::max();
-    if (value <= static_cast<double>(std::numeric_limits<int32_t>::min()))
-        return std::numeric_limits<int32_t>::min();
-    return static_cast<int32_t>(value);
-}
-
-} // namespace
 
 QString ToText(const QVariant& v) {
     if (IsNullOrEmpty(v))
@@ -114,6 +113,7 @@ double ToDouble(const QVariant& v) {
 int32_t ToLong(const QVariant& v) {
     if (IsNullOrEmpty(v))
         return 0;
+    // Whole numbers keep every digit (a 64-bit key does not survive a trip through double).
     if (IsIntegerVariant(v)) {
         const qlonglong value = v.toLongLong();
         if (v.typeId() == QMetaType::ULongLong || v.typeId() == QMetaType::ULong) {

@@ -12,6 +12,11 @@ inline bool IsEmpty(const QVariant& v) { return !v.isValid(); }
 inline bool IsNull(const QVariant& v) { return v.isValid() && v.isNull(); }
 inline bool IsNullOrEmpty(const QVariant& v) { return !v.isValid() || v.isNull(); }
 
+// The variant holds a whole number of any width, signed or not (a bool is none).
+bool IsIntegerVariant(const QVariant& v);
+// The variant holds a floating number (double or float).
+bool IsFloatVariant(const QVariant& v);
+
 // Text of a value; Null and Empty give "".
 QString ToText(const QVariant& v);
 // Whole number of a value; Null, Empty and text that is no number give 0.

@@ -79,7 +79,7 @@ int32_t TypeOfValue(const QVariant& value) {
 
 // Decimal text as the driver reads it: digits with a point, never an exponent.
 QString DecimalText(const QVariant& value) {
-    if (value.typeId() != QMetaType::Double && value.typeId() != QMetaType::Float)
+    if (!IsFloatVariant(value))
         return value.toString().trimmed();
     QString text = QString::number(value.toDouble(), 'f', 10);
     while (text.contains(QLatin1Char('.')) &&

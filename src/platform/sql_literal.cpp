@@ -46,25 +46,6 @@ QString TextLiteral(const QVariant& vValue, ql_eDataType iFieldType, ql_eProvide
     return literal;
 }
 
-bool IsWholeNumber(const QVariant& v) {
-    switch (v.typeId()) {
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Char:
-    case QMetaType::SChar:
-    case QMetaType::UChar:
-        return true;
-    default:
-        return false;
-    }
-}
-
 QString DoubleText(double value) {
     if (!std::isfinite(value))
         return QStringLiteral("0");
@@ -78,9 +59,9 @@ QString NumberLiteral(const QVariant& vValue) {
         return vValue.toBool() ? QStringLiteral("-1") : QStringLiteral("0");
     if (vValue.typeId() == QMetaType::ULongLong || vValue.typeId() == QMetaType::ULong)
         return QString::number(vValue.toULongLong());
-    if (IsWholeNumber(vValue))
+    if (IsIntegerVariant(vValue))
         return QString::number(vValue.toLongLong());
-    if (vValue.typeId() == QMetaType::Double || vValue.typeId() == QMetaType::Float)
+    if (IsFloatVariant(vValue))
         return DoubleText(vValue.toDouble());
     const QString text = ToText(vValue).trimmed();
     bool ok = false;

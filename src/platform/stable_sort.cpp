@@ -15,28 +15,11 @@ enum class SortRank { Missing = 0, Number = 1, Date = 2, Text = 3 };
 SortRank RankOf(const QVariant& v) {
     if (IsNullOrEmpty(v))
         return SortRank::Missing;
-    switch (v.typeId()) {
-    case QMetaType::Bool:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Char:
-    case QMetaType::SChar:
-    case QMetaType::UChar:
-    case QMetaType::Double:
-    case QMetaType::Float:
+    if (v.typeId() == QMetaType::Bool || IsIntegerVariant(v) || IsFloatVariant(v))
         return SortRank::Number;
-    case QMetaType::QDate:
-    case QMetaType::QDateTime:
+    if (v.typeId() == QMetaType::QDate || v.typeId() == QMetaType::QDateTime)
         return SortRank::Date;
-    default:
-        return SortRank::Text;
-    }
+    return SortRank::Text;
 }
 
 QDateTime AsDateTime(const QVariant& v) {
