@@ -195,6 +195,37 @@ DateAndTime ParseDateTimeText(const QString& sText) {
     return DateAndTime{};
 }
 
+// How one provider writes a date and time: the text around it, the order and separator of the
+// date's parts, and whether milliseconds are written when there are any.
+struct DateTimeForm {
+    QLatin1String open;
+    const char* order;
+    QLatin1String dateSeparator;
+    bool withMs;
+    QLatin1String close;
+};
+
+DateTimeForm DateTimeFormOf(ql_eProviderType iProviderType) {
+    switch (iProviderType) {
+    case ql_eProviderType::SQLServer:
+    case ql_eProviderType::SyBase:
+        // The compact date is read the same way under every language and DATEFORMAT setting.
+        return {QLatin1String("'"), "ymd", QLatin1String(""), true, QLatin1String("'")};
+    case ql_eProviderType::MsAccess:
+        return {QLatin1String("#"), "mdy", QLatin1String("/"), false, QLatin1String("#")};
+    case ql_eProviderType::MySql:
+        return {QLatin1String("'"), "ymd", QLatin1String("-"), true, QLatin1String("'")};
+    case ql_eProviderType::Oracle:
+        return {QLatin1String("TO_DATE('"), "ymd", QLatin1String("-"), false,
+                QLatin1String("','YYYY-MM-DD HH24:MI:SS')")};
+    case ql_eProviderType::FoxPro:
+        return {QLatin1String("{^"), "ymd", QLatin1String("-"), false, QLatin1String("}")};
+    case ql_eProviderType::ODBC:
+        break;
+    }
+    return {QLatin1String("{ts '"), "ymd", QLatin1String("-"), true, QLatin1String("'}")};
+}
+
 QString DateTimeLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
     DateAndTime value;
     if (vValue.typeId() == QMetaType::QDateTime) {
@@ -208,57 +239,14 @@ QString DateTimeLiteral(const QVariant& vValue, ql_eProviderType iProviderType) 
     if (!value.isValid())
         return Quoted(ToText(vValue), iProviderType);
 
-    const bool withMs = value.time.msec() != 0;
-    const QLatin1String colon(":");
-    const QLatin1String dash("-");
+    const DateTimeForm form = DateTimeFormOf(iProviderType);
     QString text;
     text.reserve(64);
-    switch (iProviderType) {
-    case ql_eProviderType::SQLServer:
-    case ql_eProviderType::SyBase:
-        // The compact date is read the same way under every language and DATEFORMAT setting.
-        text.append(QLatin1Char('\''));
-        AppendDate(text, value.date, "ymd", QLatin1String(""));
-        text.append(QLatin1Char(' '));
-        AppendTime(text, value.time, colon, withMs);
-        text.append(QLatin1Char('\''));
-        return text;
-    case ql_eProviderType::MsAccess:
-        text.append(QLatin1Char('#'));
-        AppendDate(text, value.date, "mdy", QLatin1String("/"));
-        text.append(QLatin1Char(' '));
-        AppendTime(text, value.time, colon, false);
-        text.append(QLatin1Char('#'));
-        return text;
-    case ql_eProviderType::MySql:
-        text.append(QLatin1Char('\''));
-        AppendDate(text, value.date, "ymd", dash);
-        text.append(QLatin1Char(' '));
-        AppendTime(text, value.time, colon, withMs);
-        text.append(QLatin1Char('\''));
-        return text;
-    case ql_eProviderType::Oracle:
-        text.append(QLatin1String("TO_DATE('"));
-        AppendDate(text, value.date, "ymd", dash);
-        text.append(QLatin1Char(' '));
-        AppendTime(text, value.time, colon, false);
-        text.append(QLatin1String("','YYYY-MM-DD HH24:MI:SS')"));
-        return text;
-    case ql_eProviderType::FoxPro:
-        text.append(QLatin1String("{^"));
-        AppendDate(text, value.date, "ymd", dash);
-        text.append(QLatin1Char(' '));
-        AppendTime(text, value.time, colon, false);
-        text.append(QLatin1Char('}'));
-        return text;
-    case ql_eProviderType::ODBC:
-        break;
-    }
-    text.append(QLatin1String("{ts '"));
-    AppendDate(text, value.date, "ymd", dash);
+    text.append(form.open);
+    AppendDate(text, value.date, form.order, form.dateSeparator);
     text.append(QLatin1Char(' '));
-    AppendTime(text, value.time, colon, withMs);
-    text.append(QLatin1String("'}"));
+    AppendTime(text, value.time, QLatin1String(":"), form.withMs && value.time.msec() != 0);
+    text.append(form.close);
     return text;
 }
 
