@@ -15,40 +15,16 @@ constexpr int32_t adUnsignedBigInt = 21;
 constexpr int32_t adVarNumeric = 139;
 } // namespace
 
+// Which ADO types are numbers, dates or booleans is said once, in MatchADOType; the other mappings
+// read it from there.
 bool qlConnection::IsNumericField(const Field& fld) {
-    switch (fld.Type()) {
-    case adSmallInt:
-    case adInteger:
-    case adSingle:
-    case adDouble:
-    case adCurrency:
-    case adDecimal:
-    case adTinyInt:
-    case adUnsignedTinyInt:
-    case adUnsignedSmallInt:
-    case adUnsignedInt:
-    case adBigInt:
-    case adUnsignedBigInt:
-    // Binary counts as numeric: the forms align and edit it as they do numbers.
-    case adBinary:
-    case adNumeric:
-    case adVarNumeric:
-        return true;
-    default:
-        return false;
-    }
+    const ql_eInputFormat format = MatchADOType(fld.Type());
+    return format == ql_eInputFormat::SmallNumber || format == ql_eInputFormat::Number ||
+           format == ql_eInputFormat::Decimal;
 }
 
 bool qlConnection::IsDateField(const Field& fld) {
-    switch (fld.Type()) {
-    case adDate:
-    case adDBDate:
-    case adDBTime:
-    case adDBTimeStamp:
-        return true;
-    default:
-        return false;
-    }
+    return MatchADOType(fld.Type()) == ql_eInputFormat::Date;
 }
 
 ql_eInputFormat qlConnection::MatchADOType(int32_t ADODataType) {
@@ -63,6 +39,7 @@ ql_eInputFormat qlConnection::MatchADOType(int32_t ADODataType) {
     case adUnsignedInt:
     case adBigInt:
     case adUnsignedBigInt:
+    // Binary counts as numeric: the forms align and edit it as they do numbers.
     case adBinary:
     case adNumeric:
         return ql_eInputFormat::Number;
@@ -84,32 +61,19 @@ ql_eInputFormat qlConnection::MatchADOType(int32_t ADODataType) {
 }
 
 ql_eTextBoxType qlConnection::GetTextBoxType(int32_t ADODataType) {
-    switch (ADODataType) {
-    case adSmallInt:
-    case adInteger:
-    case adSingle:
-    case adTinyInt:
-    case adUnsignedTinyInt:
-    case adUnsignedSmallInt:
-    case adUnsignedInt:
-    case adBigInt:
-    case adUnsignedBigInt:
-    case adBinary:
-    case adNumeric:
+    switch (MatchADOType(ADODataType)) {
+    case ql_eInputFormat::SmallNumber:
+    case ql_eInputFormat::Number:
         return ql_eTextBoxType::Number;
-    case adDouble:
-    case adCurrency:
-    case adDecimal:
-    case adVarNumeric:
+    case ql_eInputFormat::Decimal:
         return ql_eTextBoxType::Decimal;
-    case adDate:
-    case adDBDate:
-    case adDBTime:
-    case adDBTimeStamp:
+    case ql_eInputFormat::Date:
         return ql_eTextBoxType::Date;
-    default:
-        return ql_eTextBoxType::Text;
+    case ql_eInputFormat::Check:
+    case ql_eInputFormat::Text:
+        break;
     }
+    return ql_eTextBoxType::Text;
 }
 
 } // namespace qldb
