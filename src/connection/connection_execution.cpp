@@ -9,7 +9,8 @@ namespace qldb {
 namespace {
 
 const StatementRoutine kExecute{QStringLiteral("Execute"), true, MsgAnswer::Cancel, false, true, false};
-const StatementRoutine kExecuteWC{QStringLiteral("ExecuteWC"), false, MsgAnswer::Cancel, true, true, false};
+const StatementRoutine kExecuteWC{
+    QStringLiteral("ExecuteWC"), false, MsgAnswer::Cancel, true, true, false, false};
 const StatementRoutine kExecuteCommand{
     QStringLiteral("ExecuteCommand"), false, MsgAnswer::Cancel, false, true, false};
 
@@ -28,60 +29,55 @@ QString WithReadUncommittedPrefix(const QString& sText, ql_eProviderType iProvid
 
 } // namespace
 
+std::shared_ptr<Recordset>
+qlConnection::RunStatement(const StatementRoutine& routine, const QString& sStatement, bool bManageErrors,
+                           bool* bError, QString* sErrDescription,
+                           const std::function<std::shared_ptr<Recordset>(IDbConnection&)>& fnStep) {
+    StatementRunner run(routine, {m_connection, m_errors.get(), *m_host, m_autoReconnect, m_productName},
+                        bManageErrors, bError, sErrDescription);
+    run.Enter();
+    run.setStatement(sStatement);
+    std::shared_ptr<Recordset> rs;
+    run.Run([&] {
+        rs.reset();
+        rs = fnStep(RequireConnection(m_connection, QStringLiteral("qlConnection.") + routine.Name));
+    });
+    run.End();
+    return rs;
+}
+
 void qlConnection::Execute(const QString& sCommandText, bool* bError, QString* sErrDescription,
                            int32_t* bManageErrors) {
     const bool manage = bManageErrors != nullptr && *bManageErrors != 0;
-    StatementRunner run(kExecute, {m_connection, m_errors.get(), *m_host, m_autoReconnect, m_productName},
-                        manage, bError, sErrDescription);
-    run.Enter();
     const QString sText = WithReadUncommittedPrefix(sCommandText, m_providerType, m_readUncommitted);
-    run.setStatement(sText);
-    run.Run([&] {
-        RequireConnection(m_connection, QStringLiteral("qlConnection.Execute"))
-            .Execute(sText, ado::adExecuteNoRecords);
+    RunStatement(kExecute, sText, manage, bError, sErrDescription, [&](IDbConnection& connection) {
+        connection.Execute(sText, ado::adExecuteNoRecords);
+        return std::shared_ptr<Recordset>();
     });
-    run.End(true);
 }
 
 std::shared_ptr<Recordset> qlConnection::ExecuteWC(const QString& sCommandText, int32_t iLockType,
                                                    bool* bError, QString* sErrDescription,
                                                    bool bManageErrors) {
-    StatementRunner run(kExecuteWC, {m_connection, m_errors.get(), *m_host, m_autoReconnect, m_productName},
-                        bManageErrors, bError, sErrDescription);
-    run.Enter();
     const QString sText = WithReadUncommittedPrefix(sCommandText, m_providerType, m_readUncommitted);
-    run.setStatement(sText);
-    std::shared_ptr<Recordset> rs;
     // Callers count the rows and walk back to the first, hence the static cursor.
-    run.Run([&] {
-        rs.reset();
-        rs = RequireConnection(m_connection, QStringLiteral("qlConnection.ExecuteWC"))
-                 .OpenRecordset(sText, ado::adOpenStatic, iLockType, ado::adOptionUnspecified);
-    });
-    run.End(false);
-    return rs;
+    return RunStatement(
+        kExecuteWC, sText, bManageErrors, bError, sErrDescription, [&](IDbConnection& connection) {
+            return connection.OpenRecordset(sText, ado::adOpenStatic, iLockType, ado::adOptionUnspecified);
+        });
 }
 
 std::shared_ptr<Recordset> qlConnection::ExecuteCommand(const QString& sCommandQuery, bool* bError,
                                                         QString* sErrDescription, bool bManageErrors) {
-    StatementRunner run(kExecuteCommand,
-                        {m_connection, m_errors.get(), *m_host, m_autoReconnect, m_productName},
-                        bManageErrors, bError, sErrDescription);
-    run.Enter();
-    run.setStatement(sCommandQuery);
-    std::shared_ptr<Recordset> rs;
-    run.Run([&] {
-        rs.reset();
-        Command command;
-        command.CommandText = sCommandQuery;
-        command.CommandType = ado::adCmdText;
-        // Long repairs and imports run through here: no time limit.
-        command.CommandTimeout = 0;
-        rs = RequireConnection(m_connection, QStringLiteral("qlConnection.ExecuteCommand"))
-                 .ExecuteCommand(command, ado::adOptionUnspecified);
-    });
-    run.End(true);
-    return rs;
+    return RunStatement(kExecuteCommand, sCommandQuery, bManageErrors, bError, sErrDescription,
+                        [&](IDbConnection& connection) {
+                            Command command;
+                            command.CommandText = sCommandQuery;
+                            command.CommandType = ado::adCmdText;
+                            // Long repairs and imports run through here: no time limit.
+                            command.CommandTimeout = 0;
+                            return connection.ExecuteCommand(command, ado::adOptionUnspecified);
+                        });
 }
 
 } // namespace qldb

@@ -81,43 +81,35 @@ bool qlConnection::ExecuteScript(const QString& sSQL, bool bManageErrors, bool* 
                 break;
         }
     }
-    run.End(true);
+    run.End();
     return !run.Failed();
 }
 
 std::shared_ptr<Recordset> qlConnection::ExecuteSP(const QString& CommandName,
                                                    qlQueryConstructor* qryConstructor, bool* bError,
                                                    bool bManageErrors) {
-    StatementRunner run(kExecuteSP, {m_connection, m_errors.get(), *m_host, m_autoReconnect, m_productName},
-                        bManageErrors, bError, nullptr);
-    run.Enter();
-    run.setStatement(CommandName);
-    std::shared_ptr<Recordset> rs;
-    run.Run([&] {
-        rs.reset();
-        Command command;
-        command.CommandText = CommandName;
-        command.CommandType = ado::adCmdStoredProc;
-        command.CommandTimeout = 0;
-        if (qryConstructor != nullptr) {
-            for (int32_t i = 0; i <= qryConstructor->GetFieldsCount(); ++i) {
-                const ql_tField field = qryConstructor->Fields(i);
-                Parameter parameter;
-                parameter.Name = field.FieldName;
-                parameter.Value = field.Value;
-                parameter.Type = GetAdoDataType(field.FieldType);
-                if (field.Size > 0)
-                    parameter.Size = field.Size;
-                if (!parameter.Name.isEmpty() && !command.NamedParameters)
-                    command.NamedParameters = true;
-                command.Parameters.push_back(parameter);
-            }
-        }
-        rs = RequireConnection(m_connection, QStringLiteral("qlConnection.ExecuteSP"))
-                 .ExecuteCommand(command, ado::adOptionUnspecified);
-    });
-    run.End(true);
-    return rs;
+    return RunStatement(kExecuteSP, CommandName, bManageErrors, bError, nullptr,
+                        [&](IDbConnection& connection) {
+                            Command command;
+                            command.CommandText = CommandName;
+                            command.CommandType = ado::adCmdStoredProc;
+                            command.CommandTimeout = 0;
+                            if (qryConstructor != nullptr) {
+                                for (int32_t i = 0; i <= qryConstructor->GetFieldsCount(); ++i) {
+                                    const ql_tField field = qryConstructor->Fields(i);
+                                    Parameter parameter;
+                                    parameter.Name = field.FieldName;
+                                    parameter.Value = field.Value;
+                                    parameter.Type = GetAdoDataType(field.FieldType);
+                                    if (field.Size > 0)
+                                        parameter.Size = field.Size;
+                                    if (!parameter.Name.isEmpty() && !command.NamedParameters)
+                                        command.NamedParameters = true;
+                                    command.Parameters.push_back(parameter);
+                                }
+                            }
+                            return connection.ExecuteCommand(command, ado::adOptionUnspecified);
+                        });
 }
 
 QString qlConnection::GetSP(const QString& CommandName, qlQueryConstructor* qryConstructor, bool*) {

@@ -22,6 +22,7 @@ namespace qldb {
 
 class ErrorRule;
 class qlQueryConstructor;
+struct StatementRoutine;
 
 enum class ql_eNativeClients : int32_t {
     SQLNativeClientOff = 0,
@@ -286,6 +287,13 @@ private:
         QString Value;
     };
     std::vector<TableInfoCacheEntry> m_tableInfoCache;
+    // One call of the statement family: the routine's failure rule around fnStep, which gets the
+    // connection and may run again; sStatement is kept as the failing statement. Answers with the
+    // recordset of the step's last run.
+    std::shared_ptr<Recordset>
+    RunStatement(const StatementRoutine& routine, const QString& sStatement, bool bManageErrors, bool* bError,
+                 QString* sErrDescription,
+                 const std::function<std::shared_ptr<Recordset>(IDbConnection&)>& fnStep);
     // The catalog id of an object, 0 when there is none. No error rule of its own.
     int32_t GetObjectId(const QString& sName);
     // Sends sSQL and walks its rows with fnRow, each step under the routine's rule. False when the

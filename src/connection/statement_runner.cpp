@@ -155,11 +155,11 @@ StatementRunner::Outcome StatementRunner::Decide(const ErrorRecord& error) {
                       service.LastDescription());
 }
 
-void StatementRunner::End(bool bTraceStep) {
+void StatementRunner::End() {
     IErrorService& service = errors();
     if (service.ErrorCount() > 0)
         setFailed();
-    if (bTraceStep)
+    if (m_routine.TracesEnd)
         service.TraceStep(QStringLiteral("End"));
 }
 

@@ -9,7 +9,7 @@
 //     run.Enter();
 //     run.setStatement(sText);
 //     run.Run([&] { connection.Execute(sText, ado::adExecuteNoRecords); });
-//     run.End(true);
+//     run.End();
 #include "platform/db_connection.h"
 #include "platform/error_record.h"
 #include "platform/error_service.h"
@@ -36,6 +36,8 @@ struct StatementRoutine {
     bool SetsLastStatement = true;
     // ExecuteScript runs the whole script again after a reconnection; the others repeat the call.
     bool RestartsOnReconnect = false;
+    // ExecuteWC alone ends without TraceStep("End").
+    bool TracesEnd = true;
 };
 
 // What the runner reads of the connection object.
@@ -71,7 +73,7 @@ public:
     Next Run(const std::function<void()>& step);
     // The end point: bError becomes True when the error service counted an error; then, for the
     // routines that trace it, TraceStep("End").
-    void End(bool bTraceStep);
+    void End();
 
     bool Failed() const { return m_failed; }
     const QString& Description() const { return m_description; }
