@@ -69,13 +69,11 @@ std::shared_ptr<Recordset> qlConnection::ExecuteWC(const QString& sCommandText, 
 
 std::shared_ptr<Recordset> qlConnection::ExecuteCommand(const QString& sCommandQuery, bool* bError,
                                                         QString* sErrDescription, bool bManageErrors) {
+    // Long repairs and imports run through here: no time limit.
+    const Command command{
+        .CommandText = sCommandQuery, .CommandType = ado::adCmdText, .CommandTimeout = 0, .Parameters = {}};
     return RunStatement(kExecuteCommand, sCommandQuery, bManageErrors, bError, sErrDescription,
                         [&](IDbConnection& connection) {
-                            Command command;
-                            command.CommandText = sCommandQuery;
-                            command.CommandType = ado::adCmdText;
-                            // Long repairs and imports run through here: no time limit.
-                            command.CommandTimeout = 0;
                             return connection.ExecuteCommand(command, ado::adOptionUnspecified);
                         });
 }

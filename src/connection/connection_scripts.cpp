@@ -42,12 +42,35 @@ Command ScriptPieceCommand(const QString& sPiece, int32_t lCommandTimeout) {
     stmt.Type = ado::adLongVarWChar;
     stmt.Value = sPiece;
     stmt.Size = static_cast<int32_t>(sPiece.size());
-    Command command;
-    command.CommandText = QStringLiteral("sp_executesql");
-    command.CommandType = ado::adCmdStoredProc;
-    command.NamedParameters = true;
-    command.CommandTimeout = lCommandTimeout;
-    command.Parameters.push_back(stmt);
+    return Command{.CommandText = QStringLiteral("sp_executesql"),
+                   .CommandType = ado::adCmdStoredProc,
+                   .CommandTimeout = lCommandTimeout,
+                   .NamedParameters = true,
+                   .Parameters = {stmt}};
+}
+
+// The call of a stored procedure, without a time limit, with the fields of the query constructor
+// as its parameters; one named field names them all.
+Command ProcedureCommand(qlConnection& connection, const QString& CommandName,
+                         qlQueryConstructor* qryConstructor) {
+    Command command{.CommandText = CommandName,
+                    .CommandType = ado::adCmdStoredProc,
+                    .CommandTimeout = 0,
+                    .Parameters = {}};
+    if (qryConstructor == nullptr)
+        return command;
+    for (int32_t i = 0; i <= qryConstructor->GetFieldsCount(); ++i) {
+        const ql_tField field = qryConstructor->Fields(i);
+        Parameter parameter;
+        parameter.Name = field.FieldName;
+        parameter.Value = field.Value;
+        parameter.Type = connection.GetAdoDataType(field.FieldType);
+        if (field.Size > 0)
+            parameter.Size = field.Size;
+        if (!parameter.Name.isEmpty())
+            command.NamedParameters = true;
+        command.Parameters.push_back(parameter);
+    }
     return command;
 }
 
@@ -88,28 +111,11 @@ bool qlConnection::ExecuteScript(const QString& sSQL, bool bManageErrors, bool* 
 std::shared_ptr<Recordset> qlConnection::ExecuteSP(const QString& CommandName,
                                                    qlQueryConstructor* qryConstructor, bool* bError,
                                                    bool bManageErrors) {
-    return RunStatement(kExecuteSP, CommandName, bManageErrors, bError, nullptr,
-                        [&](IDbConnection& connection) {
-                            Command command;
-                            command.CommandText = CommandName;
-                            command.CommandType = ado::adCmdStoredProc;
-                            command.CommandTimeout = 0;
-                            if (qryConstructor != nullptr) {
-                                for (int32_t i = 0; i <= qryConstructor->GetFieldsCount(); ++i) {
-                                    const ql_tField field = qryConstructor->Fields(i);
-                                    Parameter parameter;
-                                    parameter.Name = field.FieldName;
-                                    parameter.Value = field.Value;
-                                    parameter.Type = GetAdoDataType(field.FieldType);
-                                    if (field.Size > 0)
-                                        parameter.Size = field.Size;
-                                    if (!parameter.Name.isEmpty() && !command.NamedParameters)
-                                        command.NamedParameters = true;
-                                    command.Parameters.push_back(parameter);
-                                }
-                            }
-                            return connection.ExecuteCommand(command, ado::adOptionUnspecified);
-                        });
+    return RunStatement(
+        kExecuteSP, CommandName, bManageErrors, bError, nullptr, [&](IDbConnection& connection) {
+            return connection.ExecuteCommand(ProcedureCommand(*this, CommandName, qryConstructor),
+                                             ado::adOptionUnspecified);
+        });
 }
 
 QString qlConnection::GetSP(const QString& CommandName, qlQueryConstructor* qryConstructor, bool*) {
