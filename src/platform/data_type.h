@@ -30,4 +30,25 @@ enum class ql_eDataType : int32_t {
     TypeMemoUnicode = 103,
 };
 
+// The character types, plain and Unicode, of every width: the ones that take a collation.
+inline bool IsTextType(ql_eDataType iType) {
+    switch (iType) {
+    case ql_eDataType::TypeChar:
+    case ql_eDataType::TypeVarChar:
+    case ql_eDataType::TypeMemo:
+    case ql_eDataType::TypeCharUnicode:
+    case ql_eDataType::TypeVarCharUnicode:
+    case ql_eDataType::TypeMemoUnicode:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Dates, times of day and the two together.
+inline bool IsDateType(ql_eDataType iType) {
+    return iType == ql_eDataType::TypeDate || iType == ql_eDataType::TypeTime ||
+           iType == ql_eDataType::TypeDateTime;
+}
+
 } // namespace qldb

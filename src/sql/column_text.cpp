@@ -8,20 +8,6 @@ namespace {
 
 const QString kCrLf = QStringLiteral("\r\n");
 
-bool TakesCollation(ql_eDataType iFieldType) {
-    switch (iFieldType) {
-    case ql_eDataType::TypeChar:
-    case ql_eDataType::TypeVarChar:
-    case ql_eDataType::TypeMemo:
-    case ql_eDataType::TypeCharUnicode:
-    case ql_eDataType::TypeVarCharUnicode:
-    case ql_eDataType::TypeMemoUnicode:
-        return true;
-    default:
-        return false;
-    }
-}
-
 QString Quoted(QString text) {
     return text.replace(QLatin1Char('\''), QStringLiteral("''"));
 }
@@ -29,7 +15,7 @@ QString Quoted(QString text) {
 } // namespace
 
 QString qlQueryConstructor::CollateClause(const ql_tField& fld) const {
-    if (fld.Collate.isEmpty() || !TakesCollation(fld.FieldType))
+    if (fld.Collate.isEmpty() || !IsTextType(fld.FieldType))
         return QString();
     return QStringLiteral(" COLLATE ") + fld.Collate;
 }

@@ -29,24 +29,6 @@ bool IsCounter(T iType) {
     return iType == T::TypeCounter || iType == T::TypeBigCounter;
 }
 
-bool IsTextType(T iType) {
-    switch (iType) {
-    case T::TypeChar:
-    case T::TypeMemo:
-    case T::TypeVarChar:
-    case T::TypeCharUnicode:
-    case T::TypeVarCharUnicode:
-    case T::TypeMemoUnicode:
-        return true;
-    default:
-        return false;
-    }
-}
-
-bool IsDateType(T iType) {
-    return iType == T::TypeDate || iType == T::TypeTime || iType == T::TypeDateTime;
-}
-
 // A text column cannot be altered to or from a memo in place: it is rebuilt through a rename.
 bool NeedsRename(const ql_tField& fld, ql_eAlterAction iAlterAction) {
     if (iAlterAction != ql_eAlterAction::Alter_ModifyField)

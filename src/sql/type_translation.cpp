@@ -78,21 +78,7 @@ bool IsNumericDefault(T iFieldType) {
 }
 
 bool IsQuotedDefault(T iFieldType) {
-    switch (iFieldType) {
-    case T::TypeChar:
-    case T::TypeDate:
-    case T::TypeTime:
-    case T::TypeDateTime:
-    case T::TypeMemo:
-    case T::TypeBinary:
-    case T::TypeVarChar:
-    case T::TypeCharUnicode:
-    case T::TypeVarCharUnicode:
-    case T::TypeMemoUnicode:
-        return true;
-    default:
-        return false;
-    }
+    return IsTextType(iFieldType) || IsDateType(iFieldType) || iFieldType == T::TypeBinary;
 }
 
 } // namespace
