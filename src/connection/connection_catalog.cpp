@@ -33,6 +33,14 @@ int32_t qlConnection::GetObjectId(const QString& sName) {
     return ToLong(set.Value(0));
 }
 
+bool qlConnection::ReadQuery(ErrorRule& rule, const QString& sRoutine, const QString& sSQL,
+                             const std::function<void(Recordset&)>& fnRead) {
+    std::shared_ptr<Recordset> rs;
+    if (!rule.run([&] { rs = ExecuteWC(sSQL); }))
+        return false;
+    return rule.run([&] { fnRead(Opened(rs, sRoutine)); });
+}
+
 bool qlConnection::WalkQuery(ErrorRule& rule, const QString& sRoutine, const QString& sSQL,
                              const std::function<void(Recordset&)>& fnRow) {
     std::shared_ptr<Recordset> rs;
@@ -89,11 +97,7 @@ QString qlConnection::GetPrimaryIndexName(const QString& sTableName) {
     QString result;
     if (m_providerType != ql_eProviderType::SQLServer)
         return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::PrimaryIndexName(m_providerType, sTableName)); }))
-        return result;
-    rule.run([&] {
-        Recordset& set = Opened(rs, routine);
+    ReadQuery(rule, routine, catalog_sql::PrimaryIndexName(m_providerType, sTableName), [&](Recordset& set) {
         if (!set.IsEOF())
             result = ToText(set.Value(QStringLiteral("PK_NAME"))).toUpper();
     });
@@ -243,11 +247,7 @@ QString qlConnection::GetIndexCode(const QString& sTableName, const QString& sIn
         return result;
     BusyPointer busy(*m_host);
     rule.setBeforeDecision([&] { busy.restore(); });
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::IndexCode(sTableName, sIndexName)); }))
-        return result;
-    rule.run([&] {
-        Recordset& set = Opened(rs, routine);
+    ReadQuery(rule, routine, catalog_sql::IndexCode(sTableName, sIndexName), [&](Recordset& set) {
         if (!set.IsEOF())
             result = ToText(set.Value(QStringLiteral("script")));
     });

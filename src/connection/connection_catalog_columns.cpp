@@ -61,11 +61,7 @@ QVariant qlConnection::GetColumnAttribute(const QString& sTableName, const QStri
         return result;
     const QString sql = catalog_sql::ColumnAttribute(m_providerType, AttributeColumn(iColumnAttribute),
                                                      m_databaseName, sTableName, sColumnName);
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(sql); }))
-        return result;
-    rule.run([&] {
-        Recordset& set = Opened(rs, routine);
+    ReadQuery(rule, routine, sql, [&](Recordset& set) {
         if (set.IsEOF())
             return;
         const QString text = ToText(set.Value(0));
@@ -104,12 +100,8 @@ bool qlConnection::ColumnExist(const QString& sTableName, const QString& sFieldN
     bool result = false;
     if (m_providerType != ql_eProviderType::SQLServer)
         return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] {
-            rs = ExecuteWC(catalog_sql::ColumnCount(m_providerType, sTableName, sSchema, sFieldName));
-        }))
-        return result;
-    rule.run([&] { result = ToLong(Opened(rs, routine).Value(0)) > 0; });
+    ReadQuery(rule, routine, catalog_sql::ColumnCount(m_providerType, sTableName, sSchema, sFieldName),
+              [&](Recordset& set) { result = ToLong(set.Value(0)) > 0; });
     return result;
 }
 
@@ -119,10 +111,8 @@ bool qlConnection::TableExist(const QString& sTableName) {
     bool result = false;
     if (m_providerType != ql_eProviderType::SQLServer)
         return result;
-    std::shared_ptr<Recordset> rs;
-    if (!rule.run([&] { rs = ExecuteWC(catalog_sql::TableExists(m_providerType, sTableName)); }))
-        return result;
-    rule.run([&] { result = ToLong(Opened(rs, routine).Value(0)) == 1; });
+    ReadQuery(rule, routine, catalog_sql::TableExists(m_providerType, sTableName),
+              [&](Recordset& set) { result = ToLong(set.Value(0)) == 1; });
     return result;
 }
 

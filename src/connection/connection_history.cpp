@@ -169,11 +169,7 @@ bool qlConnection::CheckHistoryMode(bool bShowError, bool bOnStart) {
         const QString sql =
             QStringLiteral("SELECT MAX(CFVAL) FROM SYS_CFG") + CR + QStringLiteral("WHERE KEYCF = ") +
             FormatSqlValue(QStringLiteral("HISTORY_CHECK_ON_START"), ql_eDataType::TypeChar, m_providerType);
-        std::shared_ptr<Recordset> setting;
-        if (!rule.run([&] { setting = ExecuteWC(sql); }))
-            return result;
-        if (!rule.run([&] {
-                Recordset& set = Opened(setting, routine);
+        if (!ReadQuery(rule, routine, sql, [&](Recordset& set) {
                 if (!set.IsEOF())
                     bOnStart = !ToBoolean(set.Value(0));
             }))

@@ -296,6 +296,10 @@ private:
                  const std::function<std::shared_ptr<Recordset>(IDbConnection&)>& fnStep);
     // The catalog id of an object, 0 when there is none. No error rule of its own.
     int32_t GetObjectId(const QString& sName);
+    // Sends sSQL and reads its recordset with fnRead, each a step of the routine's rule. False when
+    // the rule says leave.
+    bool ReadQuery(ErrorRule& rule, const QString& sRoutine, const QString& sSQL,
+                   const std::function<void(Recordset&)>& fnRead);
     // Sends sSQL and walks its rows with fnRow, each step under the routine's rule. False when the
     // rule says leave.
     bool WalkQuery(ErrorRule& rule, const QString& sRoutine, const QString& sSQL,
