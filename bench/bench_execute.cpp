@@ -33,8 +33,8 @@ struct RawOdbc {
         SQLCHAR out[1024];
         SQLSMALLINT outLength = 0;
         const SQLRETURN rc =
-            SQLDriverConnect(dbc, nullptr, reinterpret_cast<SQLCHAR*>(const_cast<char*>(connection.c_str())), SQL_NTS,
-                             out, sizeof out, &outLength, SQL_DRIVER_NOPROMPT);
+            SQLDriverConnect(dbc, nullptr, reinterpret_cast<SQLCHAR*>(const_cast<char*>(connection.c_str())),
+                             SQL_NTS, out, sizeof out, &outLength, SQL_DRIVER_NOPROMPT);
         if (!SQL_SUCCEEDED(rc))
             throw std::runtime_error("cannot connect: " + connection);
     }

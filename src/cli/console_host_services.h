@@ -7,7 +7,8 @@ namespace qldb::cli {
 // cancelling button, since nobody is there to press Retry; sleeping really sleeps.
 class ConsoleHostServices : public HeadlessHostServices {
 public:
-    MsgAnswer MessageBox(const QString& sText, MsgButtons buttons, MsgIcon icon, const QString& sTitle) override;
+    MsgAnswer MessageBox(const QString& sText, MsgButtons buttons, MsgIcon icon,
+                         const QString& sTitle) override;
 };
 
 } // namespace qldb::cli

@@ -65,8 +65,10 @@ int RunSql(const QStringList& args, QTextStream& out, QTextStream& err) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         "Runs each statement through the library, with its error discipline, and prints the rows.\n"
-        "Without connection options the statements run on the SQLite demo database in the user's data folder.");
-    parser.addPositionalArgument("statement", "SQL statements; '-' or none reads one statement per line from standard input.");
+        "Without connection options the statements run on the SQLite demo database in the user's data "
+        "folder.");
+    parser.addPositionalArgument(
+        "statement", "SQL statements; '-' or none reads one statement per line from standard input.");
     auto connection = std::make_unique<qlConnection>();
     if (!PrepareConnection(parser, args, *connection, err))
         return kExitUsage;
@@ -107,8 +109,8 @@ int RunSql(const QStringList& args, QTextStream& out, QTextStream& err) {
             QString sErrDescription;
             auto recordset = connection->ExecuteWC(statement, ado::adLockReadOnly, &bError, &sErrDescription);
             if (bError || !recordset) {
-                err << "qldb: statement failed: " << (sErrDescription.isEmpty() ? errors->LastDescription() : sErrDescription)
-                    << '\n';
+                err << "qldb: statement failed: "
+                    << (sErrDescription.isEmpty() ? errors->LastDescription() : sErrDescription) << '\n';
                 ++failures;
             } else if (recordset->State() == ado::adStateOpen) {
                 cli::PrintTable(*recordset, out);
@@ -140,7 +142,8 @@ int main(int argc, char* argv[]) {
         return RunConnstr(args, out, err);
     if (command == QLatin1String("sql"))
         return RunSql(args, out, err);
-    if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
+    if (command == QLatin1String("--help") || command == QLatin1String("-h") ||
+        command == QLatin1String("help")) {
         out << kUsage;
         return kExitOk;
     }

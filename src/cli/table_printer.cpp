@@ -16,7 +16,9 @@ constexpr int kMaxColumnWidth = 60;
 QString CellText(const QVariant& value) {
     if (IsNull(value))
         return QStringLiteral("NULL");
-    QString text = ToText(value).replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+    QString text = ToText(value)
+                       .replace(QLatin1Char('\r'), QLatin1Char(' '))
+                       .replace(QLatin1Char('\n'), QLatin1Char(' '));
     if (text.size() > kMaxColumnWidth)
         text = text.left(kMaxColumnWidth - 3) + QStringLiteral("...");
     return text;

@@ -7,10 +7,18 @@
 namespace qldb {
 
 // Empty is an invalid variant; Null is a variant that holds no value (as a database NULL does).
-inline QVariant NullVariant() { return QVariant::fromValue(nullptr); }
-inline bool IsEmpty(const QVariant& v) { return !v.isValid(); }
-inline bool IsNull(const QVariant& v) { return v.isValid() && v.isNull(); }
-inline bool IsNullOrEmpty(const QVariant& v) { return !v.isValid() || v.isNull(); }
+inline QVariant NullVariant() {
+    return QVariant::fromValue(nullptr);
+}
+inline bool IsEmpty(const QVariant& v) {
+    return !v.isValid();
+}
+inline bool IsNull(const QVariant& v) {
+    return v.isValid() && v.isNull();
+}
+inline bool IsNullOrEmpty(const QVariant& v) {
+    return !v.isValid() || v.isNull();
+}
 
 // The variant holds a whole number of any width, signed or not (a bool is none).
 bool IsIntegerVariant(const QVariant& v);

@@ -52,8 +52,8 @@ public:
     virtual std::shared_ptr<Recordset> Execute(const QString& sCommandText, int32_t options) = 0;
     // Opens a fully fetched static recordset; a lock type other than read-only makes it updatable
     // when the statement reads one table.
-    virtual std::shared_ptr<Recordset> OpenRecordset(const QString& sSource, int32_t cursorType, int32_t lockType,
-                                                     int32_t options) = 0;
+    virtual std::shared_ptr<Recordset> OpenRecordset(const QString& sSource, int32_t cursorType,
+                                                     int32_t lockType, int32_t options) = 0;
     virtual std::shared_ptr<Recordset> ExecuteCommand(const Command& command, int32_t options) = 0;
 
     // Returns the nesting level after the call.

@@ -23,7 +23,8 @@ ErrorRecord CurrentErrorRecord() {
     } catch (const std::bad_alloc&) {
         return ErrorRecord{7, QStringLiteral("qldb"), QStringLiteral("Out of memory"), {}, 0, {}, 0, {}};
     } catch (const std::exception& e) {
-        return ErrorRecord{kErrGeneral, QStringLiteral("qldb"), QString::fromLocal8Bit(e.what()), {}, 0, {}, 0, {}};
+        return ErrorRecord{
+            kErrGeneral, QStringLiteral("qldb"), QString::fromLocal8Bit(e.what()), {}, 0, {}, 0, {}};
     }
 }
 

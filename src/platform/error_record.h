@@ -21,7 +21,8 @@ inline constexpr int32_t kErrDuplicate = static_cast<int32_t>(0x80040001u);
 inline constexpr int32_t kErrObjectNotSet = 91;
 // An item asked of a collection by a name or index it does not hold (a field of a recordset).
 inline constexpr int32_t kErrItemNotFound = 3265;
-// An operation that the object's state does not allow (a closed recordset, a statement on a closed connection).
+// An operation that the object's state does not allow (a closed recordset, a statement on a closed
+// connection).
 inline constexpr int32_t kErrObjectClosed = 3704;
 // Subscript out of range: an index outside an array of the query model.
 inline constexpr int32_t kErrSubscript = 9;

@@ -3,7 +3,8 @@
 namespace qldb {
 
 void ThrowObjectNotSet(const QString& source) {
-    throw qlException(kErrObjectNotSet, source, QStringLiteral("Object variable or With block variable not set"));
+    throw qlException(kErrObjectNotSet, source,
+                      QStringLiteral("Object variable or With block variable not set"));
 }
 
 ErrorRule::Outcome ErrorRule::handle(const ErrorRecord& error) {

@@ -13,10 +13,16 @@ int32_t HeadlessErrorService::ReportError(const ErrorRecord& error, const QStrin
     return decide(m_reports.back());
 }
 
-int32_t HeadlessErrorService::decide(const ReportedError&) { return m_decision; }
+int32_t HeadlessErrorService::decide(const ReportedError&) {
+    return m_decision;
+}
 
-void HeadlessErrorService::TraceStep(const QString& sStep) { m_traceSteps.push_back(sStep); }
+void HeadlessErrorService::TraceStep(const QString& sStep) {
+    m_traceSteps.push_back(sStep);
+}
 
-void HeadlessErrorService::setLastStatement(const QString& sStatement) { m_lastStatement = sStatement; }
+void HeadlessErrorService::setLastStatement(const QString& sStatement) {
+    m_lastStatement = sStatement;
+}
 
 } // namespace qldb

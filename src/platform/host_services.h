@@ -9,7 +9,14 @@
 namespace qldb {
 
 // Button sets, icons and answers keep the numbers hosts know.
-enum class MsgButtons : int32_t { OK = 0, OKCancel = 1, AbortRetryIgnore = 2, YesNoCancel = 3, YesNo = 4, RetryCancel = 5 };
+enum class MsgButtons : int32_t {
+    OK = 0,
+    OKCancel = 1,
+    AbortRetryIgnore = 2,
+    YesNoCancel = 3,
+    YesNo = 4,
+    RetryCancel = 5
+};
 enum class MsgIcon : int32_t { None = 0, Critical = 16, Question = 32, Exclamation = 48, Information = 64 };
 enum class MsgAnswer : int32_t { OK = 1, Cancel = 2, Abort = 3, Retry = 4, Ignore = 5, Yes = 6, No = 7 };
 
@@ -19,7 +26,8 @@ inline constexpr int32_t kPointerHourglass = 11;
 class IHostServices {
 public:
     virtual ~IHostServices() = default;
-    virtual MsgAnswer MessageBox(const QString& sText, MsgButtons buttons, MsgIcon icon, const QString& sTitle) = 0;
+    virtual MsgAnswer MessageBox(const QString& sText, MsgButtons buttons, MsgIcon icon,
+                                 const QString& sTitle) = 0;
     virtual int32_t MousePointer() const = 0;
     virtual void setMousePointer(int32_t pointer) = 0;
     // Lets the host's message loop run pending events (a Cancel button, a repaint).
@@ -39,7 +47,8 @@ struct ShownMessage {
 // processed when an application object exists, and sleeping really sleeps.
 class HeadlessHostServices : public IHostServices {
 public:
-    MsgAnswer MessageBox(const QString& sText, MsgButtons buttons, MsgIcon icon, const QString& sTitle) override;
+    MsgAnswer MessageBox(const QString& sText, MsgButtons buttons, MsgIcon icon,
+                         const QString& sTitle) override;
     int32_t MousePointer() const override { return m_pointer; }
     void setMousePointer(int32_t pointer) override { m_pointer = pointer; }
     void DoEvents() override;

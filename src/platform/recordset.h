@@ -115,6 +115,7 @@ private:
 };
 
 // Parses filter criteria into a row predicate; throws qlException for criteria it cannot read.
-std::function<bool(const Row&)> ParseRecordsetFilter(const QString& sCriteria, const std::vector<FieldInfo>& fields);
+std::function<bool(const Row&)> ParseRecordsetFilter(const QString& sCriteria,
+                                                     const std::vector<FieldInfo>& fields);
 
 } // namespace qldb
