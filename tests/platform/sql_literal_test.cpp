@@ -1,19 +1,13 @@
 #include "platform/conversions.h"
 #include "platform/sql_literal.h"
+#include "sql/sql_test_support.h"
 
 #include <QByteArray>
 #include <QDateTime>
 #include <QUuid>
-#include <gtest/gtest.h>
-#include <ostream>
 
 #include <limits>
 #include <tuple>
-
-// Readable texts in failure messages.
-static void PrintTo(const QString& s, std::ostream* os) {
-    *os << '"' << s.toStdString() << '"';
-}
 
 namespace qldb {
 namespace {

@@ -1,5 +1,5 @@
 #pragma once
-// Helpers of the SQL builder tests: QString output with visible line ends, and the raised error.
+// Test helpers: QString output with visible line ends, and the raised error.
 #include "platform/error_record.h"
 
 #include <QString>
