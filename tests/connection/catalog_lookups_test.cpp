@@ -8,10 +8,8 @@ namespace {
 
 using Lookups = ConnectionTest;
 using enum ql_eDataType;
-
-Recordset T(const QStringList& fields, const std::vector<Row>& rows) {
-    return ScriptedConnection::Table(fields, rows);
-}
+using I = ql_eTableInfo;
+const auto T = ScriptedConnection::Table;
 
 TEST_F(Lookups, TableInfoIsCachedWhateverItsAnswer) {
     db->respond("SELECT TBKEY FROM SYS_TBL_TBC\rWHERE TBNAM = 'A01_ART'", T({"TBKEY"}, {{"CODE"}}));
@@ -20,19 +18,18 @@ TEST_F(Lookups, TableInfoIsCachedWhateverItsAnswer) {
     // A failure reads as no entry, also where the statement routine would raise it.
     raiseMode();
     db->fail("SELECT TBDES FROM SYS_TBL_TBC\rWHERE TBNAM = 'X'", kErrUnknownTable, "Invalid object name");
-    for (const char* table : {"A01_ART", "a01_art"}) {
-        EXPECT_EQ(conn->GetTableInfo(table, ql_eTableInfo::KeyField), "CODE");
-        EXPECT_EQ(conn->GetTableInfo(table, ql_eTableInfo::LayoutName), "");
-        EXPECT_EQ(conn->GetTableInfo("NONE", ql_eTableInfo::KeyField), "");
-        EXPECT_EQ(conn->GetTableInfo("X", ql_eTableInfo::Description), "");
-    }
+    for (const char* table : {"A01_ART", "a01_art"})
+        EXPECT_EQ(conn->GetTableInfo(table, I::KeyField) + "|" + conn->GetTableInfo(table, I::LayoutName) +
+                      "|" + conn->GetTableInfo("NONE", I::KeyField) + "|" +
+                      conn->GetTableInfo("X", I::Description),
+                  "CODE|||");
     EXPECT_EQ(db->statements().size(), 4);
     EXPECT_TRUE(errors->reports().empty());
     // The cache outlives a reconnection.
     conn->CloseConnection();
     conn->OpenConnection();
     db->clearCalls();
-    EXPECT_EQ(conn->GetTableInfo("A01_ART", ql_eTableInfo::KeyField), "CODE");
+    EXPECT_EQ(conn->GetTableInfo("A01_ART", I::KeyField), "CODE");
     EXPECT_TRUE(db->statements().isEmpty());
 }
 
@@ -53,7 +50,7 @@ TEST_F(Lookups, FlagsAndTheRecordsetHandedBack) {
     EXPECT_EQ(rs->Value(0), QVariant("BOLT"));
 }
 
-TEST_F(Lookups, FailureKinds) {
+TEST_F(Lookups, FailureKindsCharFilterAndTypeMaps) {
     raiseMode();
     db->fail("SELECT D\rFROM ART\rWHERE C = 'X'", kErrUnknownTable, "Invalid object name 'ART'.");
     db->fail("UPDATE ART\rSET D = 'Y'\rWHERE C = 'X'", kErrIntegrity, "conflicted with a constraint");
@@ -64,9 +61,7 @@ TEST_F(Lookups, FailureKinds) {
     db->fail(QString(), kErrSyntax, "Command text was not set for the command object.");
     EXPECT_THROW(conn->GetFunctionValue("fn_Price", "A1", TypeMemo), qlException);
     EXPECT_TRUE(errors->reports().empty());
-}
 
-TEST_F(Lookups, CharFilterAndTypeMaps) {
     EXPECT_EQ(conn->GetCharFilter("*") + conn->GetCharFilter("%") + conn->GetCharFilter("?"), "%%");
     conn->setProviderType(ql_eProviderType::Oracle);
     EXPECT_EQ(conn->GetCharFilter("*"), "");

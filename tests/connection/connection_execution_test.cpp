@@ -11,39 +11,34 @@ const QString kUpdate = "UPDATE T SET A = 1";
 
 using Execution = ConnectionTest;
 
-TEST_F(Execution, ReadUncommittedPrefix) {
+TEST_F(Execution, ReadUncommittedPrefixOptionsAndAFreshStartOnEntry) {
     conn->setReadUncommitted(true);
-    for (const char* s : {"   select * from T", "EXEC sp_who", "WITH X AS (SELECT 1 A) SELECT * FROM X",
-                          "-- note\nSELECT 1", "Update T SET A = 1"})
+    for (const char* s :
+         {"   select * from T", "EXEC sp_who", "WITH X AS (SELECT 1 A) SELECT * FROM X", "-- note\nSELECT 1"})
         conn->Execute(s);
-    conn->ExecuteWC("DELETE FROM T");
-    conn->ExecuteCommand("SELECT 2");
+    // An error count left by an earlier failure must not mark these calls as failed.
+    bool e1 = true, e2 = true, e3 = true;
+    QString description = "old";
+    errors->setErrorCount(1);
+    conn->Execute("Update T SET A = 1", &e1, &description);
+    errors->setErrorCount(1);
+    conn->ExecuteWC("DELETE FROM T", ado::adLockOptimistic, &e2);
+    errors->setErrorCount(1);
+    conn->ExecuteCommand("SELECT 2", &e3);
     conn->setProviderType(ql_eProviderType::MsAccess);
     conn->Execute("SELECT 3");
     EXPECT_EQ(db->statements(), (QStringList{kPrefix + "   select * from T", "EXEC sp_who",
                                              "WITH X AS (SELECT 1 A) SELECT * FROM X", "-- note\nSELECT 1",
                                              kPrefix + "Update T SET A = 1", kPrefix + "DELETE FROM T",
                                              "SELECT 2", "SELECT 3"}));
-}
-
-TEST_F(Execution, OptionsAndAFreshStartOnEntry) {
-    bool e1 = true, e2 = true, e3 = true;
-    QString description = "old";
-    errors->setErrorCount(1); // left by an earlier failure: must not mark these calls as failed
-    conn->Execute("SELECT 1", &e1, &description);
-    errors->setErrorCount(1);
-    conn->ExecuteWC("SELECT 2", ado::adLockOptimistic, &e2);
-    errors->setErrorCount(1);
-    conn->ExecuteCommand("SELECT 3", &e3);
     EXPECT_FALSE(e1 || e2 || e3 || !description.isEmpty());
-    const auto& c = db->calls();
-    ASSERT_EQ(c.size(), 3u);
     // No records for Execute; a static cursor with the caller's lock; a text command without time limit.
-    EXPECT_EQ((std::vector<int32_t>{c[0].Options, c[1].CursorType, c[1].LockType, c[1].Options,
-                                    c[2].Cmd.CommandType, c[2].Cmd.CommandTimeout, c[2].Options}),
+    const auto& c = db->calls();
+    EXPECT_EQ((std::vector<int32_t>{c[4].Options, c[5].CursorType, c[5].LockType, c[5].Options,
+                                    c[6].Cmd.CommandType, c[6].Cmd.CommandTimeout, c[6].Options}),
               (std::vector<int32_t>{ado::adExecuteNoRecords, ado::adOpenStatic, ado::adLockOptimistic,
                                     ado::adOptionUnspecified, ado::adCmdText, 0, ado::adOptionUnspecified}));
-    EXPECT_EQ(errors->traceSteps(), (std::vector<QString>{"End", "End"})); // not ExecuteWC
+    EXPECT_EQ(errors->traceSteps(), (std::vector<QString>(7, "End"))); // not ExecuteWC
 }
 
 TEST_F(Execution, GeneralFailureShowsTheNetworkBoxAndRetryReconnects) {

@@ -1,7 +1,5 @@
 #pragma once
-// A qlConnection wired to the scripted doubles: a connection that is open, host services that
-// record, and an error service in the mode the test chooses. Class start reads its configuration
-// from an empty product folder, so nothing of the machine's own settings leaks in.
+// A qlConnection on the scripted doubles, open, with class start reading an empty product folder.
 #include "connection/ql_connection.h"
 #include "platform/product_folders.h"
 #include "support/scripted_connection.h"
@@ -14,7 +12,6 @@
 #include <memory>
 #include <ostream>
 
-// Readable failure messages for texts.
 inline void PrintTo(const QString& s, std::ostream* os) {
     *os << '"' << s.toStdString() << '"';
 }
@@ -22,7 +19,6 @@ inline void PrintTo(const QString& s, std::ostream* os) {
 namespace qldb::test {
 
 inline const QString kLinkFailure = QStringLiteral("[Microsoft][ODBC Driver] Communication link failure");
-// How Raised() shows a general failure that the provider raised, up to its description.
 inline const QString kProviderGeneral =
     QStringLiteral("-2147467259 Microsoft OLE DB Provider for ODBC Drivers: ");
 
@@ -42,19 +38,24 @@ protected:
         ASSERT_TRUE(m_root.isValid());
         setProductRoot(m_root.path());
         conn = std::make_unique<qlConnection>();
-        conn->setADODBConnection(db);
         conn->setHostServices(host);
         conn->setErrors(errors);
         conn->setProductName(QStringLiteral("Mirando ERP"));
-        db->setOpen(true);
+        use(true);
     }
     void TearDown() override { setProductRoot(QString()); }
 
+    // A fresh scripted database, open or closed, under the same connection object.
+    void use(bool open) {
+        db = std::make_shared<ScriptedConnection>();
+        db->setOpen(open);
+        conn->setADODBConnection(db);
+    }
     // ErrorMode 3: database errors go back to the caller, general failures show the network box.
     void raiseMode() { errors->setErrorMode(kErrorModeRaise); }
 
     QTemporaryDir m_root;
-    std::shared_ptr<ScriptedConnection> db = std::make_shared<ScriptedConnection>();
+    std::shared_ptr<ScriptedConnection> db;
     std::shared_ptr<ScriptedHostServices> host = std::make_shared<ScriptedHostServices>();
     std::shared_ptr<ScriptedErrorService> errors = std::make_shared<ScriptedErrorService>();
     std::unique_ptr<qlConnection> conn;
