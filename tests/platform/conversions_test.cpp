@@ -5,8 +5,7 @@
 
 #include <limits>
 
-namespace qldb {
-namespace {
+using namespace qldb;
 
 TEST(Conversions, NullAndEmptyReadAsNothingAndTextsAsNumbers) {
     for (const QVariant& v : {QVariant(), NullVariant(), QVariant(QMetaType::fromType<int>())}) {
@@ -35,6 +34,3 @@ TEST(Conversions, NullAndEmptyReadAsNothingAndTextsAsNumbers) {
     for (const char* text : {"  ", "1,5", "12a", "inf", "0x10", "1 2"})
         EXPECT_FALSE(IsNumericText(QString(text))) << text;
 }
-
-} // namespace
-} // namespace qldb

@@ -8,11 +8,9 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
-namespace qldb {
-namespace {
+using namespace qldb;
 
-class ProcessRunner : public ::testing::Test {
-protected:
+struct ProcessRunner : ::testing::Test {
     // Written as the library writes its scripts: plain file permissions, no execute bit.
     QString WriteScript(const QString& name, const QByteArray& body) const {
         QFile file(path(name));
@@ -69,6 +67,3 @@ TEST_F(ProcessRunner, TimeoutKillsTheScriptWhileAnUnwaitedOneRunsOn) {
     EXPECT_FALSE(QFileInfo::exists(late));
     EXPECT_TRUE(QFileInfo::exists(done));
 }
-
-} // namespace
-} // namespace qldb

@@ -8,12 +8,10 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
-namespace qldb {
-namespace {
+using namespace qldb;
 
 // Every test gets its own product root; the process-wide setting goes back to unset afterwards.
-class ProductSettings : public ::testing::Test {
-protected:
+struct ProductSettings : ::testing::Test {
     void SetUp() override { setProductRoot(m_dir.path()); }
     void TearDown() override { setProductRoot(QString()); }
     QString root() const { return m_dir.path(); }
@@ -24,14 +22,11 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(content);
     }
-
-private:
     QTemporaryDir m_dir;
 };
 
 TEST_F(ProductSettings, FoldersAndTheReadUncommittedSetting) {
     EXPECT_EQ(GlobalSettingsFilePath(), root() + "/Mirando/Config/Mirando.ini");
-    EXPECT_EQ(WithTrailingSeparator("/a/b"), "/a/b/");
     EXPECT_EQ(ReadSetting("ReadUncommitted", "0"), "0");
     WriteSetting("ReadUncommitted", "1");
     WriteSetting("Other", "a, b");
@@ -62,7 +57,6 @@ TEST_F(ProductSettings, ProfileStrings) {
     EXPECT_EQ(GetPrivateProfileString("DATABASE", "Key", "d", root() + "/no/folder/x.ini"), "d");
     // The buffer keeps one character for its terminator.
     EXPECT_EQ(GetPrivateProfileString("DATABASE", "Key", "d", file, 6), "space");
-    EXPECT_EQ(GetPrivateProfileString("DATABASE", "Key", "d", file, 0), "");
     EXPECT_EQ(GetPrivateProfileString("Missing", "Key", "default", file, 4), "def");
     // UTF-8 with its mark, and Latin-1 where the bytes are no UTF-8.
     WriteFile(file, "\xEF\xBB\xBF[S]\nK=Citt\xC3\xA0\n");
@@ -87,6 +81,3 @@ TEST_F(ProductSettings, GlobalReadUncommitted) {
         EXPECT_EQ(ReadGlobalReadUncommitted(), expected) << content.toStdString();
     }
 }
-
-} // namespace
-} // namespace qldb

@@ -2,8 +2,7 @@
 #include "platform/provider_map.h"
 #include "sql/sql_test_support.h"
 
-namespace qldb {
-namespace {
+using namespace qldb;
 
 TEST(ProviderMap, EachProviderGetsItsDriversString) {
     const struct {
@@ -22,10 +21,8 @@ TEST(ProviderMap, EachProviderGetsItsDriversString) {
         // Quoted values keep their separators, and go to ODBC in braces.
         {"Provider=SQLOLEDB.1;Data Source=A;User ID=C;Password=\"p;w}d\";Application Name=Mirando",
          "DRIVER={FreeTDS};SERVER=A;UID=C;PWD={p;w}}d};APP=Mirando;TDS_Version=7.4;ClientCharset=UTF-8;"},
-        {"Provider=ASAProv.90;Data Source=S;Initial Catalog=D;User ID=U;Password=P;",
-         "DRIVER={FreeTDS};SERVER=S;DATABASE=D;UID=U;PWD=P;TDS_Version=5.0;ClientCharset=UTF-8;"},
-        {"Provider=ASEOLEDB;Data Source=S;",
-         "DRIVER={FreeTDS};SERVER=S;TDS_Version=5.0;ClientCharset=UTF-8;"},
+        {"Provider=ASAProv.90;Server=S;", "DRIVER={FreeTDS};SERVER=S;TDS_Version=5.0;ClientCharset=UTF-8;"},
+        {"Provider=ASEOLEDB;Server=S;", "DRIVER={FreeTDS};SERVER=S;TDS_Version=5.0;ClientCharset=UTF-8;"},
         {"Provider=Sybase.ASEOLEDBProvider;Server=S;",
          "DRIVER={FreeTDS};SERVER=S;TDS_Version=5.0;ClientCharset=UTF-8;"},
         {"DRIVER={MySQL ODBC 5.2w Driver};SERVER=S;DATABASE=D;USER=U;PASSWORD=P;OPTION=3;",
@@ -82,6 +79,3 @@ TEST(ProviderMap, DriverNamesComeFromTheEnvironment) {
     qunsetenv("QLDB_TDS_VERSION_SQLSERVER");
     EXPECT_EQ(translate(), "DRIVER={FreeTDS};SERVER=A;TDS_Version=7.4;ClientCharset=UTF-8;");
 }
-
-} // namespace
-} // namespace qldb

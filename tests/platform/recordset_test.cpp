@@ -6,12 +6,10 @@
 
 #include <QDateTime>
 
-namespace qldb {
-namespace {
-
+using namespace qldb;
 using test::RaisedBy;
 
-Recordset Items() {
+static Recordset Items() {
     return Recordset({{"ID", ado::adInteger, 4},
                       {"Name", ado::adVarWChar, 20},
                       {"Price", ado::adDouble, 8},
@@ -22,7 +20,7 @@ Recordset Items() {
                       {4, QStringLiteral("O'Ring"), 2.0, QDateTime(QDate(2023, 12, 31), QTime(23, 0))}});
 }
 
-std::vector<int> VisibleIds(Recordset& rs) {
+static std::vector<int> VisibleIds(Recordset& rs) {
     std::vector<int> ids;
     for (; !rs.IsEOF(); rs.MoveNext())
         ids.push_back(rs.Value(0).toInt());
@@ -84,7 +82,6 @@ TEST(Recordset, FilterShowsMatchingRows) {
         // Null matches nothing but a test for Null.
         {"Price = NULL", {3}},
         {"Price <> NULL AND Price < 100", {1, 2, 4}},
-        {"ID = 99", {}},
     };
     for (const auto& [filter, ids] : filters) {
         rs.setFilter(QString::fromUtf8(filter));
@@ -151,6 +148,3 @@ TEST(Recordset, ChangesGoThroughTheWriter) {
     rs.Update();
     EXPECT_EQ(writer->updated.size(), 1u);
 }
-
-} // namespace
-} // namespace qldb

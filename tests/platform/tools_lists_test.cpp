@@ -8,24 +8,15 @@
 
 #include <tuple>
 
-namespace qldb {
-namespace {
+using namespace qldb;
 
 using T = ql_eDataType;
 
-TEST(DataTypeNames, WordsAndStructureFileNames) {
+TEST(DataTypeNames, PairedWordsNameTheSameType) {
     // The second word of a pair, and any case, name the same type; other words are text.
     EXPECT_EQ(GetDataTypeFromName("Lng"), T::TypeLong);
     EXPECT_EQ(GetDataTypeFromName("autoincrement"), T::TypeCounter);
     EXPECT_EQ(GetDataTypeFromName("varchar"), T::TypeChar);
-    int named = 0;
-    for (int number = 0; number <= 103; ++number) {
-        const QString name = DataTypeXmlName(static_cast<T>(number));
-        named += !name.isEmpty();
-        EXPECT_TRUE(name.isEmpty() || DataTypeFromXmlName(name) == static_cast<T>(number)) << number;
-    }
-    EXPECT_EQ(named, 20);
-    EXPECT_EQ(DataTypeFromXmlName("typechar"), std::nullopt);
 }
 
 TEST(WordSearch, ItemsOfACommaSeparatedText) {
@@ -39,8 +30,6 @@ TEST(WordSearch, ItemsOfACommaSeparatedText) {
     };
     for (const auto& [text, word, found] : rows)
         EXPECT_EQ(ContainsWord(text, word), found) << text << " / " << word;
-    EXPECT_TRUE(ContainsWord("A|B|C", "B", '|'));
-    EXPECT_FALSE(ContainsWord("A|B|C", "B"));
 }
 
 TEST(StableSort, EqualKeysKeepTheirOrder) {
@@ -61,6 +50,3 @@ TEST(StableSort, EqualKeysKeepTheirOrder) {
         EXPECT_LT(CompareForSort(ascending[i - 1], ascending[i]), 0) << i;
     EXPECT_EQ(CompareForSort(QString("abc"), QString("ABC")), 0);
 }
-
-} // namespace
-} // namespace qldb
