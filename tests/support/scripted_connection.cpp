@@ -3,7 +3,6 @@
 #include <utility>
 
 namespace qldb::test {
-
 namespace {
 
 // ADO's number for "operation is not allowed when the object is open".
@@ -14,33 +13,21 @@ ScriptedConnection::Matcher exactly(const QString& sText) {
 }
 
 int32_t guessType(const QVariant& v) {
-    switch (v.typeId()) {
-    case QMetaType::Int:
-    case QMetaType::Short:
-    case QMetaType::UInt:
-        return ado::adInteger;
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-        return ado::adBigInt;
-    case QMetaType::Double:
-    case QMetaType::Float:
-        return ado::adDouble;
-    case QMetaType::Bool:
-        return ado::adBoolean;
-    case QMetaType::QDateTime:
-    case QMetaType::QDate:
-        return ado::adDBTimeStamp;
-    case QMetaType::QTime:
-        return ado::adDBTime;
-    case QMetaType::QByteArray:
-        return ado::adLongVarBinary;
-    default:
-        return ado::adVarWChar;
-    }
+    static const std::pair<int, int32_t> kTypes[] = {
+        {QMetaType::Int, ado::adInteger},           {QMetaType::Short, ado::adInteger},
+        {QMetaType::UInt, ado::adInteger},          {QMetaType::LongLong, ado::adBigInt},
+        {QMetaType::ULongLong, ado::adBigInt},      {QMetaType::Double, ado::adDouble},
+        {QMetaType::Float, ado::adDouble},          {QMetaType::Bool, ado::adBoolean},
+        {QMetaType::QDateTime, ado::adDBTimeStamp}, {QMetaType::QDate, ado::adDBTimeStamp},
+        {QMetaType::QTime, ado::adDBTime},          {QMetaType::QByteArray, ado::adLongVarBinary}};
+    for (const auto& [typeId, adoType] : kTypes)
+        if (v.typeId() == typeId)
+            return adoType;
+    return ado::adVarWChar;
 }
 
 bool isStatement(CallKind kind) {
-    return kind == CallKind::Execute || kind == CallKind::OpenRecordset || kind == CallKind::ExecuteCommand;
+    return kind >= CallKind::Execute && kind <= CallKind::ExecuteCommand;
 }
 
 // Execute and Command.Execute skip the recordset only for the no-records option itself, not for -1.
@@ -58,14 +45,8 @@ ErrorRecord ProviderError(int32_t number, const QString& sDescription) {
     return e;
 }
 
-// ---- Programming answers ----
-
 void ScriptedConnection::respond(const QString& sText, const Recordset& rs, bool once) {
-    m_responses.push_back(Response{exactly(sText), AnswerKind::Rows, rs, {}, once, false});
-}
-
-void ScriptedConnection::respondNoRowset(const QString& sText, bool once) {
-    m_responses.push_back(Response{exactly(sText), AnswerKind::NoRowset, Recordset(), {}, once, false});
+    m_responses.push_back(Response{exactly(sText), rs, std::nullopt, once, false});
 }
 
 void ScriptedConnection::fail(const QString& sText, int32_t number, const QString& sDescription, bool once) {
@@ -73,15 +54,9 @@ void ScriptedConnection::fail(const QString& sText, int32_t number, const QStrin
 }
 
 void ScriptedConnection::failIf(Matcher match, int32_t number, const QString& sDescription, bool once) {
-    m_responses.push_back(Response{std::move(match), AnswerKind::Error, Recordset(),
-                                   ProviderError(number, sDescription), once, false});
+    m_responses.push_back(
+        Response{std::move(match), Recordset(), ProviderError(number, sDescription), once, false});
 }
-
-void ScriptedConnection::failOpen(int32_t number, const QString& sDescription) {
-    m_openFailure = ProviderError(number, sDescription);
-}
-
-// ---- What happened ----
 
 QStringList ScriptedConnection::statements() const {
     QStringList out;
@@ -100,26 +75,17 @@ std::vector<Call> ScriptedConnection::callsOf(CallKind kind) const {
 }
 
 QStringList ScriptedConnection::trace() const {
-    static const char* const kNames[] = {"SetConnectionString",
-                                         "SetMode",
-                                         "SetCursorLocation",
-                                         "SetIsolationLevel",
-                                         "Open",
-                                         "Close",
-                                         "Cancel",
-                                         "Execute",
-                                         "OpenRecordset",
-                                         "ExecuteCommand",
-                                         "BeginTrans",
-                                         "CommitTrans",
-                                         "RollbackTrans"};
+    static const QStringList kNames =
+        QStringLiteral("SetConnectionString SetMode SetCursorLocation "
+                       "SetIsolationLevel Open Close Cancel Execute OpenRecordset "
+                       "ExecuteCommand BeginTrans CommitTrans RollbackTrans")
+            .split(QLatin1Char(' '));
     QStringList out;
     for (const Call& c : m_calls) {
-        QString line = QLatin1String(kNames[static_cast<int>(c.Kind)]);
+        QString line = kNames[static_cast<int>(c.Kind)];
         if (isStatement(c.Kind))
             line += QLatin1Char(':') + c.Text;
-        else if (c.Kind == CallKind::SetMode || c.Kind == CallKind::SetCursorLocation ||
-                 c.Kind == CallKind::SetIsolationLevel)
+        else if (c.Kind >= CallKind::SetMode && c.Kind <= CallKind::SetIsolationLevel)
             line += QLatin1Char(':') + QString::number(c.Value);
         out << line;
     }
@@ -144,10 +110,8 @@ Recordset ScriptedConnection::Table(const QStringList& names, const std::vector<
     return Recordset(std::move(fields), rows);
 }
 
-// ---- IDbConnection ----
-
 Call& ScriptedConnection::record(CallKind kind, const QString& sText, int32_t value) {
-    m_calls.push_back(Call{kind, sText, value, 0, 0, 0, {}});
+    m_calls.push_back(Call{.Kind = kind, .Text = sText, .Value = value});
     return m_calls.back();
 }
 
@@ -165,21 +129,6 @@ void ScriptedConnection::requireOpen() {
 void ScriptedConnection::setConnectionString(const QString& s) {
     record(CallKind::SetConnectionString, s);
     m_connectionString = s;
-}
-
-void ScriptedConnection::setMode(int32_t mode) {
-    record(CallKind::SetMode, {}, mode);
-    m_mode = mode;
-}
-
-void ScriptedConnection::setCursorLocation(int32_t location) {
-    record(CallKind::SetCursorLocation, {}, location);
-    m_cursorLocation = location;
-}
-
-void ScriptedConnection::setIsolationLevel(int32_t level) {
-    record(CallKind::SetIsolationLevel, {}, level);
-    m_isolationLevel = level;
 }
 
 void ScriptedConnection::Open() {
@@ -223,9 +172,8 @@ std::optional<std::shared_ptr<Recordset>> ScriptedConnection::trackTransaction(c
     }
     if (s != QLatin1String("SELECT @@TRANCOUNT"))
         return std::nullopt;
-    if (noRecords)
-        return std::shared_ptr<Recordset>();
-    return std::make_shared<Recordset>(Table({QString()}, {{QVariant(m_sqlTranCount)}}));
+    return noRecords ? nullptr
+                     : std::make_shared<Recordset>(Table({QString()}, {{QVariant(m_sqlTranCount)}}));
 }
 
 std::shared_ptr<Recordset> ScriptedConnection::answer(const QString& sText, bool noRecords) {
@@ -234,12 +182,9 @@ std::shared_ptr<Recordset> ScriptedConnection::answer(const QString& sText, bool
         if ((r.Once && r.Used) || !r.Match(sText))
             continue;
         r.Used = true;
-        if (r.Kind == AnswerKind::Error)
-            raise(r.Error);
-        if (noRecords)
-            return nullptr;
-        return r.Kind == AnswerKind::Rows ? std::make_shared<Recordset>(r.Rows)
-                                          : std::make_shared<Recordset>();
+        if (r.Error)
+            raise(*r.Error);
+        return noRecords ? nullptr : std::make_shared<Recordset>(r.Rows);
     }
     if (auto tracked = trackTransaction(sText, noRecords))
         return *tracked;
@@ -247,25 +192,24 @@ std::shared_ptr<Recordset> ScriptedConnection::answer(const QString& sText, bool
 }
 
 std::shared_ptr<Recordset> ScriptedConnection::Execute(const QString& sCommandText, int32_t options) {
-    Call& call = record(CallKind::Execute, sCommandText);
-    call.Options = options;
+    record(CallKind::Execute, sCommandText).Options = options;
     return answer(sCommandText, skipsRecords(options));
 }
 
 std::shared_ptr<Recordset> ScriptedConnection::OpenRecordset(const QString& sSource, int32_t cursorType,
                                                              int32_t lockType, int32_t options) {
-    Call& call = record(CallKind::OpenRecordset, sSource);
-    call.Options = options;
-    call.CursorType = cursorType;
-    call.LockType = lockType;
+    m_calls.push_back(Call{.Kind = CallKind::OpenRecordset,
+                           .Text = sSource,
+                           .Options = options,
+                           .CursorType = cursorType,
+                           .LockType = lockType});
     auto rs = answer(sSource, false);
     return rs ? rs : std::make_shared<Recordset>();
 }
 
 std::shared_ptr<Recordset> ScriptedConnection::ExecuteCommand(const Command& command, int32_t options) {
-    Call& call = record(CallKind::ExecuteCommand, command.CommandText);
-    call.Options = options;
-    call.Cmd = command;
+    m_calls.push_back(Call{
+        .Kind = CallKind::ExecuteCommand, .Text = command.CommandText, .Options = options, .Cmd = command});
     return answer(command.CommandText, skipsRecords(options));
 }
 

@@ -1,13 +1,9 @@
 #pragma once
 // A connection for tests: it records every call in order and answers statements from programmed
-// responses, so that the statements a routine sends and what it makes of the answers can be
-// asserted without a server.
-//
-// Responses are tried in the order they were added; the first that matches wins. A response
-// marked once is used up by its first match. A statement that matches nothing gets the default
-// answer: no recordset for adExecuteNoRecords, a recordset with state 0 otherwise. BEGIN, COMMIT
-// and ROLLBACK TRANSACTION are counted as SQL Server nests them (COMMIT lowers the count by one,
-// ROLLBACK ends all levels), and "SELECT @@TRANCOUNT" answers with that count.
+// responses, tried in the order added (a response marked once is used up by its first match). A
+// statement that matches nothing gets no recordset for adExecuteNoRecords, else one with state 0.
+// BEGIN, COMMIT and ROLLBACK TRANSACTION are counted as SQL Server nests them (COMMIT lowers the
+// count by one, ROLLBACK ends all levels), and "SELECT @@TRANCOUNT" answers with that count.
 #include "platform/db_connection.h"
 
 #include <QString>
@@ -21,6 +17,7 @@
 
 namespace qldb::test {
 
+// The order is the one of the names trace() writes; the statement kinds stand together.
 enum class CallKind {
     SetConnectionString,
     SetMode,
@@ -30,7 +27,7 @@ enum class CallKind {
     Close,
     Cancel,
     Execute,        // Connection.Execute: Text, Options
-    OpenRecordset,  // a recordset opened on the connection: Text, CursorType, LockType, Options
+    OpenRecordset,  // Text, CursorType, LockType, Options
     ExecuteCommand, // Text is the command text, Cmd the whole command, Options
     BeginTrans,
     CommitTrans,
@@ -39,42 +36,37 @@ enum class CallKind {
 
 struct Call {
     CallKind Kind;
-    // Statement, command text or connection string (SetConnectionString and Open).
-    QString Text;
-    // The number set by SetMode, SetCursorLocation, SetIsolationLevel.
-    int32_t Value = 0;
+    QString Text;      // statement, command text or connection string (SetConnectionString, Open)
+    int32_t Value = 0; // the number set by SetMode, SetCursorLocation, SetIsolationLevel
     int32_t Options = 0;
     int32_t CursorType = 0;
     int32_t LockType = 0;
-    Command Cmd;
+    Command Cmd{};
 };
+
+// An ErrorRecord as a provider reports it.
+ErrorRecord ProviderError(int32_t number, const QString& sDescription);
 
 class ScriptedConnection : public IDbConnection {
 public:
     using Matcher = std::function<bool(const QString&)>;
 
-    // ---- Programming answers ----
-    // A recordset (copied afresh for every match, so positions never leak between calls).
+    // A recordset, copied afresh for every match so that positions never leak between calls.
     void respond(const QString& sText, const Recordset& rs, bool once = false);
-    // A statement that returns no rowset: a recordset with state 0.
-    void respondNoRowset(const QString& sText, bool once = false);
-    // An error with the given number and description (source "Microsoft OLE DB Provider for ODBC Drivers").
     void fail(const QString& sText, int32_t number, const QString& sDescription, bool once = false);
     void failIf(Matcher match, int32_t number, const QString& sDescription, bool once = false);
-
-    // The next open fails with this error.
-    void failOpen(int32_t number, const QString& sDescription);
-    // Close and Cancel fail with this error from now on.
+    // The next open fails; Close and Cancel fail from now on.
+    void failOpen(int32_t number, const QString& sDescription) {
+        m_openFailure = ProviderError(number, sDescription);
+    }
     void failClose(ErrorRecord error) { m_closeFailure = std::move(error); }
     void failCancel(ErrorRecord error) { m_cancelFailure = std::move(error); }
     // Marks the connection open (or closed) without a recorded call.
     void setOpen(bool open) { m_state = open ? ado::adStateOpen : ado::adStateClosed; }
 
-    // ---- What happened ----
     const std::vector<Call>& calls() const { return m_calls; }
     // Texts of the statement calls (Execute, OpenRecordset, ExecuteCommand), in order.
     QStringList statements() const;
-    // Calls of one kind, in order.
     std::vector<Call> callsOf(CallKind kind) const;
     int count(CallKind kind) const { return static_cast<int>(callsOf(kind).size()); }
     // "Open", "Execute:SELECT 1", "SetMode:3", ...: the whole sequence as text.
@@ -86,15 +78,18 @@ public:
     // adBoolean, dates adDBTimeStamp, bytes adLongVarBinary).
     static Recordset Table(const QStringList& names, const std::vector<Row>& rows);
 
-    // ---- IDbConnection ----
     QString ConnectionString() const override { return m_connectionString; }
     void setConnectionString(const QString& s) override;
     int32_t Mode() const override { return m_mode; }
-    void setMode(int32_t mode) override;
+    void setMode(int32_t mode) override { setNumber(CallKind::SetMode, m_mode, mode); }
     int32_t CursorLocation() const override { return m_cursorLocation; }
-    void setCursorLocation(int32_t location) override;
+    void setCursorLocation(int32_t n) override {
+        setNumber(CallKind::SetCursorLocation, m_cursorLocation, n);
+    }
     int32_t IsolationLevel() const override { return m_isolationLevel; }
-    void setIsolationLevel(int32_t level) override;
+    void setIsolationLevel(int32_t n) override {
+        setNumber(CallKind::SetIsolationLevel, m_isolationLevel, n);
+    }
 
     void Open() override;
     void Close() override;
@@ -116,17 +111,19 @@ public:
     std::vector<CatalogColumn> Columns(const QString&) override { return {}; }
 
 private:
-    enum class AnswerKind { Rows, NoRowset, Error };
     struct Response {
         Matcher Match;
-        AnswerKind Kind;
         Recordset Rows;
-        ErrorRecord Error;
+        std::optional<ErrorRecord> Error;
         bool Once = false;
         bool Used = false;
     };
 
     Call& record(CallKind kind, const QString& sText = QString(), int32_t value = 0);
+    void setNumber(CallKind kind, int32_t& field, int32_t value) {
+        record(kind, {}, value);
+        field = value;
+    }
     [[noreturn]] void raise(ErrorRecord error);
     void requireOpen();
     std::shared_ptr<Recordset> answer(const QString& sText, bool noRecords);
@@ -135,9 +132,7 @@ private:
 
     std::vector<Call> m_calls;
     std::vector<Response> m_responses;
-    std::optional<ErrorRecord> m_openFailure;
-    std::optional<ErrorRecord> m_closeFailure;
-    std::optional<ErrorRecord> m_cancelFailure;
+    std::optional<ErrorRecord> m_openFailure, m_closeFailure, m_cancelFailure;
     int32_t m_sqlTranCount = 0;
     int32_t m_adoTranLevel = 0;
 
@@ -148,8 +143,5 @@ private:
     int32_t m_state = ado::adStateClosed;
     std::vector<ErrorRecord> m_lastErrors;
 };
-
-// An ErrorRecord as a provider reports it.
-ErrorRecord ProviderError(int32_t number, const QString& sDescription);
 
 } // namespace qldb::test

@@ -11,9 +11,8 @@ namespace qldb::test {
 
 class ScriptedErrorService : public HeadlessErrorService {
 public:
-    // `decision` answers once the queue is empty; `errorMode` is what ErrorMode() returns.
-    explicit ScriptedErrorService(int32_t decision = kDecisionLeave, int32_t errorMode = 0)
-        : HeadlessErrorService(decision, errorMode) {}
+    // The constructor's decision answers once the queue is empty.
+    using HeadlessErrorService::HeadlessErrorService;
 
     void queueDecision(int32_t decision) { m_decisions.push_back(decision); }
     void queueDecisions(std::initializer_list<int32_t> decisions) {

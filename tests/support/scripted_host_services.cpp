@@ -20,7 +20,6 @@ void ScriptedHostServices::setMousePointer(int32_t pointer) {
 }
 
 void ScriptedHostServices::DoEvents() {
-    ++m_doEvents;
     m_events << QStringLiteral("DoEvents");
 }
 
@@ -33,7 +32,6 @@ void ScriptedHostServices::clear() {
     m_messages.clear();
     m_sleeps.clear();
     m_pointerChanges.clear();
-    m_doEvents = 0;
     m_events.clear();
 }
 

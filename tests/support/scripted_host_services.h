@@ -1,7 +1,6 @@
 #pragma once
-// Host services for tests: message boxes are recorded and answered from a queue (Cancel once the
-// queue is empty), sleeps are recorded without sleeping, and pointer changes and yields are
-// recorded. events() keeps everything in one ordered list for sequence assertions.
+// Host services for tests: message boxes are recorded and answered from a queue (Cancel once it is
+// empty); sleeps (not slept), pointer changes and yields are recorded, all also in one ordered list.
 #include "platform/host_services.h"
 
 #include <QString>
@@ -30,7 +29,7 @@ public:
     const std::vector<ShownMessage>& messages() const { return m_messages; }
     const std::vector<int32_t>& sleeps() const { return m_sleeps; }
     const std::vector<int32_t>& pointerChanges() const { return m_pointerChanges; }
-    int doEventsCount() const { return m_doEvents; }
+    int doEventsCount() const { return static_cast<int>(m_events.count(QStringLiteral("DoEvents"))); }
     // "MessageBox", "Sleep:1000", "MousePointer:11", "DoEvents", in the order they happened.
     const QStringList& events() const { return m_events; }
     void clear();
@@ -41,7 +40,6 @@ private:
     std::vector<ShownMessage> m_messages;
     std::vector<int32_t> m_sleeps;
     std::vector<int32_t> m_pointerChanges;
-    int m_doEvents = 0;
     QStringList m_events;
 };
 
