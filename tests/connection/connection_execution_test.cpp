@@ -113,15 +113,6 @@ TEST_F(Execution, DeadlockWaitsOnlyInExecute) {
     EXPECT_EQ(db->trace(), QStringList(7, "Execute:" + kUpdate));
     EXPECT_TRUE(bError);
 
-    // Cured on the third try: two waits, no box.
-    db->clearCalls();
-    host->clear();
-    db->fail("UPDATE T SET A = 2", kErrGeneral, kDeadlock, true);
-    db->fail("UPDATE T SET A = 2", kErrGeneral, "DEADLOCK detected", true);
-    conn->Execute("UPDATE T SET A = 2", &bError);
-    EXPECT_EQ(host->events(), (QStringList{"Sleep:1000", "Sleep:2000"}));
-    EXPECT_FALSE(bError);
-
     // Outside Execute there is no wait, and Retry reconnects, deadlock or not.
     db->clearCalls();
     host->clear();
@@ -140,7 +131,8 @@ TEST_F(Execution, ErrorMode3RaisesOtherNumbers) {
     const std::pair<QString, std::function<void()>> calls[] = {
         {"Execute", [&] { conn->Execute("SELEC 1", &bError); }},
         {"ExecuteWC", [&] { conn->ExecuteWC("SELEC 1", ado::adLockReadOnly, &bError); }},
-        {"ExecuteCommand", [&] { conn->ExecuteCommand("SELEC 1", &bError); }}};
+        {"ExecuteCommand", [&] { conn->ExecuteCommand("SELEC 1", &bError); }},
+        {"ExecuteSP", [&] { conn->ExecuteSP("SELEC 1", nullptr, &bError); }}};
     for (const auto& [routine, call] : calls) {
         bError = false;
         errors->setErrorCount(0);
@@ -189,6 +181,62 @@ TEST_F(Execution, WithoutErrorsTheFamilyRaisesTheObjectError) {
     for (const auto& call : calls)
         EXPECT_TRUE(Raised(call).startsWith("91 ")) << Raised(call).toStdString();
     EXPECT_TRUE(db->calls().empty());
+}
+
+TEST_F(Execution, TransactionsTheSqlWayFollowsTheServersCount) {
+    EXPECT_EQ(conn->BeginTrans(VB_FALSE), 1);
+    EXPECT_EQ(conn->BeginTrans(VB_FALSE, "T1"), 2);
+    EXPECT_EQ(conn->CommitTrans(VB_FALSE), 1);
+    EXPECT_EQ(conn->BeginTrans(VB_FALSE), 2);
+    EXPECT_EQ(conn->TransactionCount(), 2);
+    EXPECT_EQ(conn->RollbackTrans(VB_FALSE), 0); // a rollback ends every level at once
+    // Begin and Commit read the count on the connection itself; Rollback and TransactionCount through
+    // ExecuteWC.
+    EXPECT_EQ(db->trace(), (QStringList{"Execute:BEGIN TRANSACTION", "Execute:SELECT @@TRANCOUNT",
+                                        "Execute:BEGIN TRANSACTION T1", "Execute:SELECT @@TRANCOUNT",
+                                        "Execute:COMMIT TRANSACTION", "Execute:SELECT @@TRANCOUNT",
+                                        "Execute:BEGIN TRANSACTION", "Execute:SELECT @@TRANCOUNT",
+                                        "OpenRecordset:SELECT @@TRANCOUNT", "Execute:ROLLBACK TRANSACTION",
+                                        "OpenRecordset:SELECT @@TRANCOUNT"}));
+    EXPECT_EQ(
+        (std::vector<int32_t>{db->calls()[0].Options, db->calls()[1].Options, db->calls().back().LockType}),
+        (std::vector<int32_t>{ado::adExecuteNoRecords, ado::adOptionUnspecified, ado::adLockReadOnly}));
+
+    // Anything but exactly True (-1) is the SQL way; the name goes unquoted after the keyword.
+    db->clearCalls();
+    EXPECT_EQ(conn->BeginTrans(1, "X"), 1);
+    EXPECT_EQ(conn->CommitTrans(2, "X"), 0);
+    EXPECT_EQ(conn->BeginTrans(VB_FALSE), 1);
+    EXPECT_EQ(conn->RollbackTrans(VB_FALSE, "X"), 0);
+    EXPECT_EQ(db->statements().filter("TRANSACTION"),
+              (QStringList{"BEGIN TRANSACTION X", "COMMIT TRANSACTION X", "BEGIN TRANSACTION",
+                           "ROLLBACK TRANSACTION X"}));
+}
+
+TEST_F(Execution, TransactionsTheAdoWayKeepsItsOwnLevel) {
+    EXPECT_EQ(conn->BeginTrans(VB_FALSE), 1);
+    EXPECT_EQ(conn->BeginTrans(), 1);
+    EXPECT_EQ(conn->BeginTrans(VB_TRUE, "ignored"), 2);
+    EXPECT_EQ(conn->CommitTrans(), -1);
+    EXPECT_EQ(conn->RollbackTrans(), -1);
+    EXPECT_EQ(Raised([&] { conn->CommitTrans(); }), kProviderGeneral + "No transaction is active.");
+    EXPECT_EQ(conn->TransactionCount(), 1);
+    EXPECT_EQ(db->trace().mid(2, 5),
+              (QStringList{"BeginTrans", "BeginTrans", "CommitTrans", "RollbackTrans", "CommitTrans"}));
+}
+
+TEST_F(Execution, TransactionsFailuresPassThrough) {
+    raiseMode();
+    db->fail("BEGIN TRANSACTION", kErrGeneral, kLinkFailure, true);
+    EXPECT_EQ(Raised([&] { conn->BeginTrans(VB_FALSE); }), kProviderGeneral + kLinkFailure);
+    EXPECT_TRUE(host->messages().empty());
+    // Rollback's count goes through the statement family: the network box, and when the user gives
+    // up there is no recordset, which fails as an object error.
+    EXPECT_EQ(conn->BeginTrans(VB_FALSE), 1);
+    db->fail("SELECT @@TRANCOUNT", kErrGeneral, kLinkFailure, true);
+    EXPECT_TRUE(Raised([&] { conn->RollbackTrans(VB_FALSE); }).startsWith("91 "));
+    EXPECT_EQ(host->messages().size(), 1u);
+    EXPECT_TRUE(errors->reports().empty());
 }
 
 } // namespace

@@ -83,9 +83,6 @@ TEST_F(Settings, OverridesAndPiecesOnlyWhereSet) {
     c = Made(P::Oracle, true);
     c->setProviderName("SQLNCLI11");
     EXPECT_EQ(c->MakeConnectionString(), Generic("SQLNCLI11", true));
-    c = Made(P::SQLServer, false);
-    c->setPassword("a;b"); // not escaped
-    EXPECT_EQ(c->MakeConnectionString(), QString(Generic("SQLOLEDB.1", false)).replace("P1", "a;b"));
 }
 
 TEST_F(Settings, AccessorQuirks) {
