@@ -32,16 +32,11 @@ TEST(QueryModelTest, DuplicatesRaiseWithTheirTextsAndLeaveTheArray) {
     // Names that differ only in case are different elements.
     EXPECT_EQ(q.AddSelectField("a"), 2);
     EXPECT_EQ(q.AddDropIndex("ix"), 1);
-}
-
-TEST(QueryModelTest, OverwriteKeepsIndexAndTheUntouchedParts) {
-    qlQueryConstructor q;
-    q.AddCreateField("Z", T::TypeInt);
-    EXPECT_EQ(q.AddField(ql_tField{.FieldName = "A", .Size = 20}), 0)
+    // Overwriting keeps the index and writes only what the operation takes.
+    EXPECT_EQ(q.AddField(ql_tField{.FieldName = "C", .Size = 20}), 0)
         << "AddField reports 0 whatever the index";
-    EXPECT_EQ(q.AddUpdateField("A", 5, T::TypeInt, true), 1);
-    EXPECT_EQ(q.GetFieldsCount(), 1);
-    EXPECT_EQ(q.Fields(1).Size, 20) << "overwriting writes only what the operation takes";
+    EXPECT_EQ(q.AddUpdateField("C", 5, T::TypeInt, true), 3);
+    EXPECT_EQ(q.Fields(3).Size, 20);
 }
 
 TEST(QueryModelTest, BoundsListsAndRemoval) {
