@@ -51,6 +51,13 @@ protected:
         db->setOpen(open);
         conn->setADODBConnection(db);
     }
+    // The @stmt texts of the sp_executesql calls, in order.
+    QStringList pieces() const {
+        QStringList out;
+        for (const Call& c : db->callsOf(CallKind::ExecuteCommand))
+            out << c.Cmd.Parameters.at(0).Value.toString();
+        return out;
+    }
     // ErrorMode 3: database errors go back to the caller, general failures show the network box.
     void raiseMode() { errors->setErrorMode(kErrorModeRaise); }
 

@@ -6,13 +6,6 @@ namespace {
 
 class Scripts : public ConnectionTest {
 protected:
-    // The @stmt texts of the sp_executesql calls, in order.
-    QStringList pieces() const {
-        QStringList out;
-        for (const Call& c : db->callsOf(CallKind::ExecuteCommand))
-            out << c.Cmd.Parameters.at(0).Value.toString();
-        return out;
-    }
     // "name type size value".
     static QString Described(const Parameter& p) {
         return QStringLiteral("%1 %2 %3 %4").arg(p.Name).arg(p.Type).arg(p.Size).arg(p.Value.toString());
