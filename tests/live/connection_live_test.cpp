@@ -1,65 +1,38 @@
-// qlConnection on PostgreSQL, with the scripted user interface so that the boxes a user would see
-// are asserted: a lost link and a deadlock made real.
-#include "connection/ql_connection.h"
+// qlConnection on PostgreSQL with the boxes a user would see asserted: a lost link and a deadlock
+// made real.
 #include "platform/conversions.h"
 #include "support/live_servers.h"
-#include "support/scripted_error_service.h"
-#include "support/scripted_host_services.h"
 
 #include <QElapsedTimer>
 #include <QThread>
-#include <gtest/gtest.h>
-#include <memory>
 #include <thread>
 
 namespace qldb::test {
 namespace {
 
-// One qlConnection with its own scripted user interface and error service, opened as plain ODBC.
-struct Session {
-    std::shared_ptr<ScriptedErrorService> errors;
-    std::shared_ptr<ScriptedHostServices> host = std::make_shared<ScriptedHostServices>();
-    std::unique_ptr<qlConnection> conn = std::make_unique<qlConnection>();
-
-    Session(const QString& sConnectionString, int32_t errorMode)
-        : errors(std::make_shared<ScriptedErrorService>(kDecisionLeave, errorMode)) {
-        conn->setErrors(errors);
-        conn->setHostServices(host);
-        conn->setProviderType(ql_eProviderType::ODBC);
-        conn->setProductName("qldb live");
-        conn->setConnectionString(sConnectionString);
-        conn->OpenConnection();
-    }
-    ~Session() { conn->Finalize(); }
-
-    int32_t value(const QString& sql) { // -1 without a row
-        auto rs = conn->ExecuteWC(sql);
-        return rs && !rs->IsEOF() ? ToLong(rs->Value(0)) : -1;
-    }
-};
-
 class PostgresLive : public LiveServerTest {
 protected:
     // Polls pg_stat_activity, for up to ten seconds, until `count` backends of the pid meet the condition.
-    static bool waitForCount(Session& admin, int32_t pid, const char* condition, int32_t count) {
+    static bool waitForCount(LiveSession& admin, int32_t pid, const char* condition, int32_t count) {
         QElapsedTimer timer;
         timer.start();
-        while (admin.value(QStringLiteral("SELECT COUNT(*) FROM pg_stat_activity WHERE pid = %1%2")
-                               .arg(pid)
-                               .arg(QLatin1String(condition))) != count) {
+        while (ToLong(admin.scalar(QStringLiteral("SELECT COUNT(*) FROM pg_stat_activity WHERE pid = %1%2")
+                                       .arg(pid)
+                                       .arg(QLatin1String(condition)))) != count) {
             if (timer.elapsed() > 10000)
                 return false;
             QThread::msleep(20);
         }
         return true;
     }
+    static int32_t backend(LiveSession& s) { return ToLong(s.scalar("SELECT pg_backend_pid()")); }
 };
 QLDB_INSTANTIATE_LIVE_TEST(PostgresLive, LiveServer::PostgreSQL);
 
 TEST_P(PostgresLive, LostLinkShowsTheBoxAndRetryReconnects) {
-    Session a(connectionString(), kErrorModeRaise), admin(connectionString(), kErrorModeRaise);
-    const int32_t pid = a.value("SELECT pg_backend_pid()");
-    admin.value(QStringLiteral("SELECT CASE WHEN pg_terminate_backend(%1) THEN 1 ELSE 0 END").arg(pid));
+    LiveSession a(connectionString()), admin(connectionString());
+    const int32_t pid = backend(a);
+    admin.scalar(QStringLiteral("SELECT CASE WHEN pg_terminate_backend(%1) THEN 1 ELSE 0 END").arg(pid));
     ASSERT_TRUE(waitForCount(admin, pid, "", 0));
 
     a.host->queueAnswer(MsgAnswer::Retry);
@@ -76,24 +49,23 @@ TEST_P(PostgresLive, LostLinkShowsTheBoxAndRetryReconnects) {
     EXPECT_EQ(box.Buttons, MsgButtons::RetryCancel);
     EXPECT_FALSE(bError);
     EXPECT_TRUE(a.errors->reports().empty());
-    EXPECT_NE(a.value("SELECT pg_backend_pid()"), pid); // a new session
+    EXPECT_NE(backend(a), pid); // a new session
     EXPECT_EQ(a.conn->State(), 1);
 }
 
 // Two sessions lock two rows in opposite order; the one with the short deadlock timeout finds the
 // cycle and is the victim, which waits and retries, then asks (answered Cancel).
 TEST_P(PostgresLive, ARealDeadlockWaitsRetriesThenAsks) {
-    Session victim(connectionString(), kErrorModeRaise), winner(connectionString(), kErrorModeRaise),
-        admin(connectionString(), kErrorModeRaise);
+    LiveSession victim(connectionString()), winner(connectionString()), admin(connectionString());
     ScopedTable table(*admin.conn->ADODBConnection(), "deadlock");
     const QString t = table.name();
     admin.conn->Execute("CREATE TABLE " + t + " (id INT PRIMARY KEY, v INT)");
     admin.conn->Execute("INSERT INTO " + t + " VALUES (1, 0), (2, 0)");
     victim.conn->Execute("SET deadlock_timeout = '100ms'");
     winner.conn->Execute("SET deadlock_timeout = '20s'");
-    for (Session* s : {&victim, &winner}) // nothing may hang the suite
+    for (LiveSession* s : {&victim, &winner}) // nothing may hang the suite
         s->conn->Execute("SET lock_timeout = '30s'");
-    const int32_t winnerPid = winner.value("SELECT pg_backend_pid()");
+    const int32_t winnerPid = backend(winner);
     victim.conn->BeginTrans();
     winner.conn->BeginTrans();
     victim.conn->Execute("UPDATE " + t + " SET v = v + 1 WHERE id = 1");
@@ -113,9 +85,8 @@ TEST_P(PostgresLive, ARealDeadlockWaitsRetriesThenAsks) {
     ASSERT_TRUE(waiting) << "the second session never waited for the lock";
     EXPECT_FALSE(winnerError);
 
-    // Only a general failure that names a deadlock waits. The driver's statement-level rollback
-    // keeps the victim's first lock, so retries may deadlock again: up to five waits, each a
-    // second longer.
+    // Only a general failure that names a deadlock waits. The driver's statement-level rollback keeps
+    // the victim's first lock, so retries may deadlock again: up to five waits, each a second longer.
     QStringList sleeps;
     for (int32_t ms : victim.host->sleeps())
         sleeps << QString::number(ms);

@@ -27,6 +27,20 @@ void ScopedTable::drop() noexcept {
     }
 }
 
+LiveSession::LiveSession(const QString& sConnectionString) {
+    conn->setErrors(errors);
+    conn->setHostServices(host);
+    conn->setProviderType(ql_eProviderType::ODBC);
+    conn->setProductName("Mirando ERP");
+    conn->setConnectionString(sConnectionString);
+    conn->OpenConnection();
+}
+
+QVariant LiveSession::scalar(const QString& sql) {
+    auto rs = conn->ExecuteWC(sql);
+    return !rs || rs->IsEOF() ? QVariant() : rs->Value(0);
+}
+
 void LiveServerTest::SetUp() {
     if (server() == LiveServer::SQLite) {
         m_sqliteFolder.emplace(QDir::tempPath() + QStringLiteral("/qldb-live-XXXXXX"));
@@ -41,10 +55,9 @@ void LiveServerTest::SetUp() {
     const bool ci = qEnvironmentVariable("CI").trimmed().toLower() == QLatin1String("true");
     const std::string message = std::string(variable) +
                                 " is not set: this live test needs that server. Start the test servers with "
-                                "eval \"$(scripts/services.sh)\"" +
-                                (ci ? " (CI=true: a missing server is a failure, not a skip)" : "");
+                                "eval \"$(scripts/services.sh)\"";
     if (ci)
-        FAIL() << message;
+        FAIL() << message << " (CI=true: a missing server is a failure, not a skip)";
     GTEST_SKIP() << message;
 }
 
@@ -53,11 +66,6 @@ std::shared_ptr<IDbConnection> LiveServerTest::connect() const {
     connection->setConnectionString(m_connectionString);
     connection->Open();
     return connection;
-}
-
-std::string LiveServerParamName(const ::testing::TestParamInfo<LiveServer>& info) {
-    static const char* const names[] = {"SQLite", "PostgreSQL", "MariaDB"};
-    return names[static_cast<int>(info.param)];
 }
 
 } // namespace qldb::test

@@ -2,8 +2,11 @@
 // Where the live tests find their servers: SQLite on a fresh temporary file; PostgreSQL and MariaDB
 // from QLDB_TEST_PG and QLDB_TEST_MARIADB (eval "$(scripts/services.sh)"). An unset variable skips
 // the test with a message naming it, and fails it under CI=true so that CI cannot pass by skipping.
+#include "connection/ql_connection.h"
 #include "platform/db_connection.h"
 #include "platform/error_record.h"
+#include "support/scripted_error_service.h"
+#include "support/scripted_host_services.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -11,6 +14,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 
 // Readable texts in failure messages.
 inline void PrintTo(const QString& s, std::ostream* os) {
@@ -24,8 +28,7 @@ enum class LiveServer { SQLite, PostgreSQL, MariaDB };
 // A name no other test or parallel run uses, lower case so PostgreSQL's folding leaves it alone.
 QString UniqueTableName(const QString& sPrefix = QStringLiteral("t"));
 
-// A uniquely named table, dropped when made (left by a crashed run) and when it goes; the test
-// creates it.
+// A uniquely named table for the test to create, dropped when made (left by a crashed run) and when it goes.
 class ScopedTable {
 public:
     ScopedTable(IDbConnection& connection, const QString& sPrefix = QStringLiteral("t"))
@@ -33,8 +36,6 @@ public:
         drop();
     }
     ~ScopedTable() { drop(); }
-    ScopedTable(const ScopedTable&) = delete;
-    ScopedTable& operator=(const ScopedTable&) = delete;
     const QString& name() const { return m_name; }
 
 private:
@@ -53,6 +54,23 @@ template <class F> ErrorRecord ErrorOf(F&& f) {
     ADD_FAILURE() << "no error was raised";
     return {};
 }
+// "number description" of the error the call raises.
+template <class F> QString Raised(F&& f) {
+    const ErrorRecord e = ErrorOf(std::forward<F>(f));
+    return QString::number(e.Number) + " " + e.Description;
+}
+
+// A qlConnection opened as plain ODBC, raising its errors, with a scripted user interface so that
+// the boxes a user would see can be asserted.
+struct LiveSession {
+    explicit LiveSession(const QString& sConnectionString);
+    ~LiveSession() { conn->Finalize(); }
+    QVariant scalar(const QString& sql); // invalid without a row
+    std::shared_ptr<ScriptedErrorService> errors =
+        std::make_shared<ScriptedErrorService>(kDecisionLeave, kErrorModeRaise);
+    std::shared_ptr<ScriptedHostServices> host = std::make_shared<ScriptedHostServices>();
+    std::unique_ptr<qlConnection> conn = std::make_unique<qlConnection>();
+};
 
 // Base of the tests that run once per server; SetUp skips (or fails) an unconfigured server.
 class LiveServerTest : public ::testing::TestWithParam<LiveServer> {
@@ -68,11 +86,12 @@ private:
     QString m_connectionString;
 };
 
-std::string LiveServerParamName(const ::testing::TestParamInfo<LiveServer>& info);
-
 } // namespace qldb::test
 
 // Runs a LiveServerTest subclass against the servers listed (LiveServer values).
 #define QLDB_INSTANTIATE_LIVE_TEST(Fixture, ...)                                                             \
-    INSTANTIATE_TEST_SUITE_P(Servers, Fixture, ::testing::Values(__VA_ARGS__),                               \
-                             ::qldb::test::LiveServerParamName)
+    INSTANTIATE_TEST_SUITE_P(Servers, Fixture, ::testing::Values(__VA_ARGS__), [](const auto& info) {        \
+        return std::string(info.param == LiveServer::SQLite       ? "SQLite"                                 \
+                           : info.param == LiveServer::PostgreSQL ? "PostgreSQL"                             \
+                                                                  : "MariaDB");                              \
+    })
