@@ -5,10 +5,7 @@
 #include <QDateTime>
 #include <QElapsedTimer>
 #include <QRegularExpression>
-#include <chrono>
 #include <functional>
-#include <future>
-#include <thread>
 #include <tuple>
 
 namespace qldb::test {
@@ -127,15 +124,9 @@ TEST_P(OdbcLive, ParametersOfEveryKindAndValuesKeepTheirTypesWithNullNotEmpty) {
     EXPECT_EQ(query("UPDATE " + t.name() + " SET ID = 2 WHERE ID = 99")->State(), ado::adStateClosed);
     EXPECT_EQ(query("UPDATE " + t.name() + " SET ID = 2 WHERE ID = 43")->State(), ado::adStateClosed);
     EXPECT_EQ(scalar(*db, "SELECT MIN(ID) FROM " + t.name()).toInt(), 2);
-    if (isPg()) { // the rowset after a statement without one is found
-        auto batch =
-            query("UPDATE " + t.name() + " SET ID = 3 WHERE ID = 2; SELECT MIN(ID) FROM " + t.name());
-        ASSERT_EQ(batch->State(), ado::adStateOpen);
-        EXPECT_EQ(batch->Value(0).toInt(), 3);
-    }
 }
 
-TEST_P(OdbcLive, TimeoutAndCancelStopALongStatement) {
+TEST_P(OdbcLive, TimeoutStopsALongStatement) {
     const QString slow = isPg() ? QStringLiteral("SELECT pg_sleep(8)")
                          : isSqlite()
                              ? QStringLiteral("WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 "
@@ -146,18 +137,6 @@ TEST_P(OdbcLive, TimeoutAndCancelStopALongStatement) {
     const Command command{.CommandText = slow, .CommandTimeout = 1, .Parameters = {}};
     const ErrorRecord e = ErrorOf([&] { db->ExecuteCommand(command, -1); });
     EXPECT_EQ(e.Number, kErrTimeout) << e.Description.toStdString();
-    EXPECT_LT(timer.elapsed(), 5000);
-
-    timer.restart();
-    auto canceller = std::async(std::launch::async, [&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-        db->Cancel();
-    });
-    try {
-        query(slow);
-    } catch (const qlException&) { // MariaDB's SLEEP returns early instead
-    }
-    canceller.get();
     EXPECT_LT(timer.elapsed(), 5000);
     EXPECT_EQ(scalar(*db, "SELECT 5").toInt(), 5);
 }
@@ -223,7 +202,7 @@ TEST_P(OdbcLive, CatalogListsTablesViewsAndColumns) {
     exec("DROP TABLE " + lookalike);
 }
 
-TEST_P(OdbcLive, AddNewAndUpdateWriteBackToTheTable) {
+TEST_P(OdbcLive, AddNewAndUpdateWriteBackAndErrorsFollowTheCondition) {
     ScopedTable keyed(*db, "k"), loose(*db, "l");
     exec("CREATE TABLE " + keyed.name() +
          " (ID INTEGER NOT NULL PRIMARY KEY, NAME VARCHAR(20), QTY INTEGER DEFAULT 7, PHOTO " + blobType() +
@@ -264,23 +243,19 @@ TEST_P(OdbcLive, AddNewAndUpdateWriteBackToTheTable) {
     EXPECT_EQ(Raised([&] { edit->Update(); }),
               "-2147217864 Row cannot be located for updating. Some values may "
               "have been changed since it was last read.");
-}
 
-TEST_P(OdbcLive, ErrorNumbersFollowTheCondition) {
-    ScopedTable t(*db);
-    exec("CREATE TABLE " + t.name() + " (ID INTEGER NOT NULL PRIMARY KEY)");
-    exec("INSERT INTO " + t.name() + " VALUES (1)");
+    // Error numbers follow the condition, and the connection stays usable.
     const std::vector<std::tuple<QString, int32_t, QString>> cases{
         {"SELEC 1", kErrSyntax, "42"},
-        {"SELECT * FROM " + t.name() + "_none", kErrUnknownTable, "42"},
-        {"INSERT INTO " + t.name() + " VALUES (1)", kErrIntegrity, "23"}};
+        {"SELECT * FROM " + keyed.name() + "_none", kErrUnknownTable, "42"},
+        {"INSERT INTO " + keyed.name() + " (ID) VALUES (1)", kErrIntegrity, "23"}};
     for (const auto& [sql, number, stateClass] : cases) {
         const ErrorRecord e = ErrorOf([&] { query(sql); });
         EXPECT_EQ(e.Number, number) << e.Description.toStdString();
         EXPECT_EQ(e.Source + ": " + e.Statement, "Connection.Execute: " + sql);
         EXPECT_TRUE(isSqlite() || e.SqlState.startsWith(stateClass)) << e.SqlState.toStdString();
     }
-    EXPECT_EQ(ToLong(scalar(*db, "SELECT COUNT(*) FROM " + t.name())), 1); // still usable
+    EXPECT_EQ(ToLong(scalar(*db, "SELECT COUNT(*) FROM " + keyed.name())), 2);
 }
 
 QLDB_INSTANTIATE_LIVE_TEST(OdbcLive, LiveServer::SQLite, LiveServer::PostgreSQL, LiveServer::MariaDB);
