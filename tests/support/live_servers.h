@@ -1,7 +1,6 @@
 #pragma once
-// Where the live tests find their servers: SQLite on a fresh temporary file; PostgreSQL and MariaDB
-// from QLDB_TEST_PG and QLDB_TEST_MARIADB (eval "$(scripts/services.sh)"). An unset variable skips
-// the test with a message naming it, and fails it under CI=true so that CI cannot pass by skipping.
+// The live tests' servers: SQLite on a fresh temporary file; PostgreSQL and MariaDB from QLDB_TEST_PG
+// and QLDB_TEST_MARIADB. An unset variable skips the test, or fails it under CI=true.
 #include "connection/ql_connection.h"
 #include "platform/db_connection.h"
 #include "platform/error_record.h"
@@ -60,8 +59,7 @@ template <class F> QString Raised(F&& f) {
     return QString::number(e.Number) + " " + e.Description;
 }
 
-// A qlConnection opened as plain ODBC, raising its errors, with a scripted user interface so that
-// the boxes a user would see can be asserted.
+// A qlConnection opened as plain ODBC, raising its errors, with a scripted user interface.
 struct LiveSession {
     explicit LiveSession(const QString& sConnectionString);
     ~LiveSession() { conn->Finalize(); }
