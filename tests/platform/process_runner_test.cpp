@@ -8,7 +8,8 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
-using namespace qldb;
+namespace qldb {
+namespace {
 
 struct ProcessRunner : ::testing::Test {
     // Written as the library writes its scripts: plain file permissions, no execute bit.
@@ -67,3 +68,6 @@ TEST_F(ProcessRunner, TimeoutKillsTheScriptWhileAnUnwaitedOneRunsOn) {
     EXPECT_FALSE(QFileInfo::exists(late));
     EXPECT_TRUE(QFileInfo::exists(done));
 }
+
+} // namespace
+} // namespace qldb

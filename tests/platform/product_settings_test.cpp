@@ -10,6 +10,8 @@
 
 using namespace qldb;
 
+namespace {
+
 // Every test gets its own product root; the process-wide setting goes back to unset afterwards.
 struct ProductSettings : ::testing::Test {
     void SetUp() override { setProductRoot(m_dir.path()); }
@@ -24,6 +26,8 @@ struct ProductSettings : ::testing::Test {
     }
     QTemporaryDir m_dir;
 };
+
+} // namespace
 
 TEST_F(ProductSettings, FoldersAndTheReadUncommittedSetting) {
     EXPECT_EQ(GlobalSettingsFilePath(), root() + "/Mirando/Config/Mirando.ini");

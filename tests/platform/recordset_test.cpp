@@ -99,6 +99,7 @@ TEST(Recordset, FilterShowsMatchingRows) {
     EXPECT_EQ(rs.RecordCount(), 4);
 }
 
+namespace {
 struct RecordingWriter : IRecordsetWriter {
     std::vector<Row> inserted;
     std::vector<std::pair<Row, Row>> updated;
@@ -112,6 +113,7 @@ struct RecordingWriter : IRecordsetWriter {
         updated.emplace_back(original, values);
     }
 };
+} // namespace
 
 TEST(Recordset, ChangesGoThroughTheWriter) {
     Recordset rs = Items();
