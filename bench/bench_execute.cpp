@@ -2,7 +2,7 @@
 // select and a 100,000-row select fetched whole into memory. Figures are printed; compare
 // the "ratio" counters (our time / raw time) with the targets 1.10 and 1.5.
 #include "connection/ql_connection.h"
-#include "platform/error_service.h"
+#include "platform/errors/error_service.h"
 
 #include <QDir>
 #include <QTemporaryDir>

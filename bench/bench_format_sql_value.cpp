@@ -1,6 +1,6 @@
 // Throughput of literal formatting: every value of every generated statement goes through it, so
 // an import of many records pays for it once per column.
-#include "platform/sql_literal.h"
+#include "platform/tools/sql_literal.h"
 
 #include <QByteArray>
 #include <QDate>

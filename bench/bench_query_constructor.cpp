@@ -1,6 +1,6 @@
 // Insert statements for a 50-column record: the query constructor beside the same text built with
 // plain string appends, in one run so that the two figures compare.
-#include "platform/sql_literal.h"
+#include "platform/tools/sql_literal.h"
 #include "sql/ql_query_constructor.h"
 
 #include <QDateTime>

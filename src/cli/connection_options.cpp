@@ -1,6 +1,6 @@
 #include "cli/connection_options.h"
 
-#include "platform/product_folders.h"
+#include "platform/tools/product_folders.h"
 
 #include <QDir>
 #include <array>

@@ -1,5 +1,5 @@
 #pragma once
-#include "platform/host_services.h"
+#include "platform/host/host_services.h"
 
 namespace qldb::cli {
 

@@ -3,7 +3,7 @@
 #include "cli/console_host_services.h"
 #include "cli/table_printer.h"
 #include "connection/ql_connection.h"
-#include "platform/error_service.h"
+#include "platform/errors/error_service.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

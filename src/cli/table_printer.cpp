@@ -1,6 +1,6 @@
 #include "cli/table_printer.h"
 
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 
 #include <QStringList>
 #include <algorithm>

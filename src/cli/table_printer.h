@@ -1,5 +1,5 @@
 #pragma once
-#include "platform/recordset.h"
+#include "platform/odbc/recordset.h"
 
 #include <QTextStream>
 

@@ -1,6 +1,6 @@
 #include "connection/attachment_files.h"
 
-#include "platform/error_record.h"
+#include "platform/errors/error_record.h"
 
 #include <QDir>
 #include <QFile>

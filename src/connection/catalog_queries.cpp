@@ -1,6 +1,6 @@
 #include "connection/catalog_queries.h"
 
-#include "platform/sql_literal.h"
+#include "platform/tools/sql_literal.h"
 
 #include <QStringList>
 

@@ -4,10 +4,10 @@
 #include "connection/attachment_files.h"
 #include "connection/ql_connection.h"
 #include "connection/record_walk.h"
-#include "platform/conversions.h"
-#include "platform/error_rule.h"
-#include "platform/product_folders.h"
-#include "platform/sql_literal.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/conversions.h"
+#include "platform/tools/product_folders.h"
+#include "platform/tools/sql_literal.h"
 
 #include <QDate>
 #include <QTime>

@@ -5,9 +5,9 @@
 #include "connection/object_checks.h"
 #include "connection/ql_connection.h"
 #include "connection/record_walk.h"
-#include "platform/conversions.h"
-#include "platform/error_rule.h"
-#include "platform/word_search.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/conversions.h"
+#include "platform/tools/word_search.h"
 
 namespace qldb {
 

@@ -4,8 +4,8 @@
 #include "connection/object_checks.h"
 #include "connection/ql_connection.h"
 #include "connection/record_walk.h"
-#include "platform/conversions.h"
-#include "platform/error_rule.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/conversions.h"
 
 namespace qldb {
 

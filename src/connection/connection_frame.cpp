@@ -2,10 +2,10 @@
 // tells of its data access connection.
 #include "connection/object_checks.h"
 #include "connection/ql_connection.h"
-#include "platform/configuration.h"
-#include "platform/conversions.h"
-#include "platform/error_rule.h"
-#include "platform/profile_string.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/configuration.h"
+#include "platform/tools/conversions.h"
+#include "platform/tools/profile_string.h"
 
 namespace qldb {
 

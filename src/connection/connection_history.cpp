@@ -2,9 +2,9 @@
 // database-wide switches that an update turns around itself (SQL Server).
 #include "connection/ql_connection.h"
 #include "connection/record_walk.h"
-#include "platform/conversions.h"
-#include "platform/error_rule.h"
-#include "platform/sql_literal.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/conversions.h"
+#include "platform/tools/sql_literal.h"
 
 #include <QDateTime>
 #include <QRandomGenerator>

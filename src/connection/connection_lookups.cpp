@@ -3,9 +3,9 @@
 // they run on every server; a failure reaches the caller unchanged unless a routine says otherwise.
 #include "connection/ql_connection.h"
 #include "connection/record_walk.h"
-#include "platform/conversions.h"
-#include "platform/error_rule.h"
-#include "platform/sql_literal.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/conversions.h"
+#include "platform/tools/sql_literal.h"
 
 #include <cstdint>
 #include <iterator>

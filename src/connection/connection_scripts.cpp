@@ -4,8 +4,8 @@
 #include "connection/object_checks.h"
 #include "connection/ql_connection.h"
 #include "connection/statement_runner.h"
-#include "platform/error_rule.h"
-#include "platform/sql_literal.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/sql_literal.h"
 #include "sql/ql_query_constructor.h"
 
 #include <QStringList>

@@ -1,8 +1,8 @@
 // Connection settings of qlConnection and the connection strings that hosts expect to see.
 #include "connection/object_checks.h"
 #include "connection/ql_connection.h"
-#include "platform/conversions.h"
-#include "platform/error_rule.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/conversions.h"
 
 namespace qldb {
 

@@ -2,7 +2,7 @@
 // callers see is always the server's; nothing is counted here. Errors reach the caller as they came.
 #include "connection/object_checks.h"
 #include "connection/ql_connection.h"
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 
 namespace qldb {
 

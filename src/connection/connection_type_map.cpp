@@ -1,7 +1,7 @@
 // qlConnection: how ADO field types map onto the kinds of value a form shows and onto the input
 // formats of the host's input controls.
 #include "connection/ql_connection.h"
-#include "platform/ado_types.h"
+#include "platform/odbc/ado_types.h"
 
 namespace qldb {
 

@@ -2,9 +2,9 @@
 #include "connection/catalog_queries.h"
 #include "connection/ql_connection.h"
 #include "connection/record_walk.h"
-#include "platform/conversions.h"
-#include "platform/error_rule.h"
-#include "platform/stable_sort.h"
+#include "platform/errors/error_rule.h"
+#include "platform/tools/conversions.h"
+#include "platform/tools/stable_sort.h"
 
 #include <QStringList>
 

@@ -2,9 +2,9 @@
 // Small checks shared by the routines of qlConnection: an object that is not set fails the way a
 // call on an empty object variable fails, with the object error, so that each routine's rule
 // decides what becomes of it.
-#include "platform/db_connection.h"
-#include "platform/error_rule.h"
-#include "platform/recordset.h"
+#include "platform/errors/error_rule.h"
+#include "platform/odbc/db_connection.h"
+#include "platform/odbc/recordset.h"
 
 #include <QString>
 #include <memory>

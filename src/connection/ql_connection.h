@@ -3,12 +3,12 @@
 // through it. Its routines are split by concern over the connection_*.cpp files beside this one.
 #include "connection/catalog_types.h"
 #include "platform/data_type.h"
-#include "platform/db_connection.h"
-#include "platform/error_service.h"
-#include "platform/forms_handler.h"
-#include "platform/host_services.h"
+#include "platform/errors/error_service.h"
+#include "platform/host/forms_handler.h"
+#include "platform/host/host_services.h"
+#include "platform/odbc/db_connection.h"
+#include "platform/odbc/recordset.h"
 #include "platform/provider_type.h"
-#include "platform/recordset.h"
 
 #include <QDateTime>
 #include <QString>

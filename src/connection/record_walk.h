@@ -3,8 +3,8 @@
 // recordset that a statement routine did not return, the test for a rowset and the walk of rows
 // under a routine's error rule, and the joining of name lists.
 #include "connection/object_checks.h"
-#include "platform/error_rule.h"
-#include "platform/recordset.h"
+#include "platform/errors/error_rule.h"
+#include "platform/odbc/recordset.h"
 
 #include <QString>
 #include <memory>

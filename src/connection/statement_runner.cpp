@@ -1,6 +1,6 @@
 #include "connection/statement_runner.h"
 
-#include "platform/error_rule.h"
+#include "platform/errors/error_rule.h"
 
 namespace qldb {
 

@@ -10,10 +10,10 @@
 //     run.setStatement(sText);
 //     run.Run([&] { connection.Execute(sText, ado::adExecuteNoRecords); });
 //     run.End();
-#include "platform/db_connection.h"
-#include "platform/error_record.h"
-#include "platform/error_service.h"
-#include "platform/host_services.h"
+#include "platform/errors/error_record.h"
+#include "platform/errors/error_service.h"
+#include "platform/host/host_services.h"
+#include "platform/odbc/db_connection.h"
 
 #include <QString>
 #include <functional>

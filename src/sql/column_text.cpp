@@ -1,5 +1,5 @@
 // Column-level texts: collation and default clauses, column comments and default constraints.
-#include "platform/sql_literal.h"
+#include "platform/tools/sql_literal.h"
 #include "sql/ql_query_constructor.h"
 
 namespace qldb {

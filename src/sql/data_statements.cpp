@@ -1,6 +1,6 @@
 // The data statements of qlQueryConstructor: select, insert, update, delete, and MakeQuery.
-#include "platform/conversions.h"
-#include "platform/sql_literal.h"
+#include "platform/tools/conversions.h"
+#include "platform/tools/sql_literal.h"
 #include "sql/ql_query_constructor.h"
 #include "sql/sql_errors.h"
 

@@ -2,8 +2,8 @@
 #include "sql/ql_query_constructor.h"
 #include "sql/sql_errors.h"
 
-#include "platform/data_type_names.h"
-#include "platform/error_record.h"
+#include "platform/errors/error_record.h"
+#include "platform/tools/data_type_names.h"
 
 namespace qldb {
 

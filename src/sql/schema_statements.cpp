@@ -1,5 +1,5 @@
 // The schema statements of qlQueryConstructor: create and alter table, primary key, drop index.
-#include "platform/sql_literal.h"
+#include "platform/tools/sql_literal.h"
 #include "sql/ql_query_constructor.h"
 #include "sql/sql_errors.h"
 

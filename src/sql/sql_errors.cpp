@@ -1,6 +1,6 @@
 #include "sql/sql_errors.h"
 
-#include "platform/error_record.h"
+#include "platform/errors/error_record.h"
 
 namespace qldb::sql_errors {
 

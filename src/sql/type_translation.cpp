@@ -1,5 +1,5 @@
 // Type words per provider and the bare values of catalog defaults.
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 #include "sql/ql_query_constructor.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-#include "platform/sql_literal.h"
+#include "platform/tools/sql_literal.h"
 #include "sql/ql_where_condition.h"
 #include "sql/sql_errors.h"
 

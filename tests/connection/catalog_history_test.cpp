@@ -1,7 +1,7 @@
 // Trigger status, change tracking, the history check with HistoryMode, and table cloning, against
 // a scripted SQL Server.
 #include "connection_fixture.h"
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 
 #include <QRegularExpression>
 

@@ -1,7 +1,7 @@
 // The lookups beyond their statements (the table directory cache, the flags they set, how their
 // failures reach the caller, the type maps) and the order of views by dependency.
 #include "connection_fixture.h"
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 
 namespace qldb::test {
 namespace {

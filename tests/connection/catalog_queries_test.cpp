@@ -1,7 +1,7 @@
 // The catalog and lookup reads of qlConnection against a scripted SQL Server: the statements sent,
 // whole, and what is made of the rows.
 #include "connection_fixture.h"
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 
 #include <functional>
 

@@ -1,7 +1,7 @@
 #pragma once
 // A qlConnection on the scripted doubles, open, with class start reading an empty product folder.
 #include "connection/ql_connection.h"
-#include "platform/product_folders.h"
+#include "platform/tools/product_folders.h"
 #include "support/scripted_connection.h"
 #include "support/scripted_error_service.h"
 #include "support/scripted_host_services.h"

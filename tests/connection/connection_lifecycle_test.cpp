@@ -1,6 +1,6 @@
 // Opening, closing and releasing a connection, class start, and showing forms through the host.
 #include "connection_fixture.h"
-#include "platform/configuration.h"
+#include "platform/tools/configuration.h"
 
 #include <QDir>
 #include <QFile>

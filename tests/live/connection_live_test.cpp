@@ -1,6 +1,6 @@
 // qlConnection on PostgreSQL with the boxes a user would see asserted: a lost link and a deadlock
 // made real.
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 #include "support/live_servers.h"
 
 #include <QElapsedTimer>

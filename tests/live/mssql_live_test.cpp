@@ -5,7 +5,7 @@
 // "DRIVER=FreeTDS;SERVER=host;PORT=1433;UID=sa;PWD=...;TDS_Version=7.4"). It creates its own
 // database and drops it afterwards.
 #include "connection/ql_connection.h"
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 #include "sql/ql_query_constructor.h"
 
 #include <QCoreApplication>

@@ -1,5 +1,5 @@
 // The ODBC connection against SQLite on a fresh file and the PostgreSQL and MariaDB test servers.
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 #include "support/live_servers.h"
 
 #include <QDateTime>

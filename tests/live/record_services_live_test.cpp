@@ -1,6 +1,6 @@
 // qlConnection's value lookups, table directory and attachments on SQLite and on PostgreSQL (in a
 // schema of the test's own, as the routines use fixed table names).
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 #include "support/live_servers.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 // Statements built by qlQueryConstructor run on real servers and the rows read back: SQLite takes the
 // file database's type words, PostgreSQL the MySQL ones. Each server first gets CreateTable's "dbo.".
-#include "platform/conversions.h"
+#include "platform/tools/conversions.h"
 #include "sql/ql_query_constructor.h"
 #include "support/live_servers.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 // Test helpers: QString output with visible line ends, and the raised error.
-#include "platform/error_record.h"
+#include "platform/errors/error_record.h"
 
 #include <QString>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "support/live_servers.h"
 
-#include "platform/ado_types.h"
+#include "platform/odbc/ado_types.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -2,8 +2,8 @@
 // The live tests' servers: SQLite on a fresh temporary file; PostgreSQL and MariaDB from QLDB_TEST_PG
 // and QLDB_TEST_MARIADB. An unset variable skips the test, or fails it under CI=true.
 #include "connection/ql_connection.h"
-#include "platform/db_connection.h"
-#include "platform/error_record.h"
+#include "platform/errors/error_record.h"
+#include "platform/odbc/db_connection.h"
 #include "support/scripted_error_service.h"
 #include "support/scripted_host_services.h"
 

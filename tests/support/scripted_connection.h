@@ -4,7 +4,7 @@
 // statement that matches nothing gets no recordset for adExecuteNoRecords, else one with state 0.
 // BEGIN, COMMIT and ROLLBACK TRANSACTION are counted as SQL Server nests them (COMMIT lowers the
 // count by one, ROLLBACK ends all levels), and "SELECT @@TRANCOUNT" answers with that count.
-#include "platform/db_connection.h"
+#include "platform/odbc/db_connection.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #pragma once
 // An error service for tests: the decisions of ReportError come from a queue, then from the fixed
 // decision of HeadlessErrorService.
-#include "platform/error_service.h"
+#include "platform/errors/error_service.h"
 
 #include <deque>
 #include <functional>

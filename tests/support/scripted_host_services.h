@@ -1,7 +1,7 @@
 #pragma once
 // Host services for tests: message boxes are recorded and answered from a queue (Cancel once it is
 // empty); sleeps (not slept), pointer changes and yields are recorded, all also in one ordered list.
-#include "platform/host_services.h"
+#include "platform/host/host_services.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,0 +1,36 @@
+#include "platform/tools/conversions.h"
+
+#include <QDateTime>
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace qldb;
+
+TEST(Conversions, NullAndEmptyReadAsNothingAndTextsAsNumbers) {
+    for (const QVariant& v : {QVariant(), NullVariant(), QVariant(QMetaType::fromType<int>())}) {
+        EXPECT_EQ(ToText(v), "");
+        EXPECT_EQ(ToLong(v), 0);
+        EXPECT_FALSE(ToBoolean(v));
+    }
+    EXPECT_FALSE(IsNullOrEmpty(QString()));
+    EXPECT_EQ(ToText(true), "True");
+    EXPECT_EQ(ToText(QDateTime(QDate(2024, 1, 31), QTime(13, 45, 7))), "2024-01-31T13:45:07");
+    EXPECT_EQ(ToLong(QString(" 42 ")), 42);
+    EXPECT_EQ(ToLong(QString("1,5")), 0);
+    // Halves round to the even neighbour; out-of-range values stop at the limits.
+    EXPECT_EQ(ToLong(2.5), 2);
+    EXPECT_EQ(ToLong(3.5), 4);
+    EXPECT_EQ(ToLong(true), -1);
+    EXPECT_EQ(ToLong(-(qlonglong(1) << 40)), std::numeric_limits<int32_t>::min());
+    EXPECT_EQ(ToLong(1e300), std::numeric_limits<int32_t>::max());
+    EXPECT_EQ(ToDouble(QString("nan")), 0.0);
+    for (const char* yes : {"true", "YES", "-1", " 2 ", "0.5"})
+        EXPECT_TRUE(ToBoolean(QString(yes))) << yes;
+    for (const char* no : {"false", "0.0", "", "abc"})
+        EXPECT_FALSE(ToBoolean(QString(no))) << no;
+    for (const char* text : {" 12 ", "-3.5", "+4", "1e5", ".5"})
+        EXPECT_TRUE(IsNumericText(QString(text))) << text;
+    for (const char* text : {"  ", "1,5", "12a", "inf", "0x10", "1 2"})
+        EXPECT_FALSE(IsNumericText(QString(text))) << text;
+}
