@@ -120,16 +120,64 @@ public:
     bool TableVersionsUpdate() const { return m_tableVersionsUpdate; }
 
     // ---- Version registry -----------------------------------------------------------------
-    // (declared by the version registry's source file)
+    // The newest version of the code in SYS_DBS ("0.0.0000" when there is none): only completed
+    // rows, or with bOnlyExist the newest row of any state.
+    QString GetDbVersion(const QString& sDatabaseCode, bool bOnlyExist = false);
+    QString GetDbComparisonRoule();
+    // The collation under which the newest version of the code was applied, or empty.
+    QString GetSYSComparisonRoule(const QString& sDatabaseCode, bool bOnlyExist = false);
+    // Writes (or, with *bCancel True, deletes) the rows of the code. False when the version would go
+    // back, when the code is empty or when an error was reported.
+    bool SetDbVersion(const QString& sDatabaseCode, const QString& sNewVersion, bool bSysCreation,
+                      bool bSysCompleted, const QString& sCollate, bool* bCancel = nullptr);
+    // iDate 0: the date of creation; otherwise the date of the last update. Null when none.
+    QDateTime GetDbDate(const QString& sDatabaseCode, int16_t iDate);
+    // A header value of a structure file by its position: "XML Structure Not Present" without the
+    // file, "WRONG_XML" when the position holds another element.
+    QString GetXmlVersion(const QString& sXmlStructureFile,
+                          const QString& sOtherInfo = QStringLiteral("StructureVersion"));
+    ql_eDbUpdate CheckDatabaseVersion(const QString& sDatabaseCode, const QString& sXmlStructureFile,
+                                      QString* sNewVersion = nullptr);
 
     // ---- Structure file writers -----------------------------------------------------------
-    // (declared by the writers' source files)
+    // Each writer returns one element made by a document of its own; a caller adds it to its file
+    // with QDomDocument::importNode (or appendChild).
+    QDomElement MakeXmlHeader(QDomDocument& xmlDoc, const QString& sDatabaseName, const QString& sCompanyName,
+                              const QString& sProductName, const QString& sStructureVersion,
+                              const QDateTime& dtDateVersion);
+    QDomElement GetXmlTableDefinition(const QString& sTableName, bool bIndexes = true,
+                                      bool bReferences = true, QString* sReplace = nullptr,
+                                      const QString& sReplaceWith = QString(), IWorkbook* wkb = nullptr,
+                                      bool bCheckDescription = false);
+    // Upper-cases the caller's sReplace, as the file's names are upper case.
+    QDomElement GetXmlViewDefinition(const QString& sViewName, QString* sReplace = nullptr,
+                                     const QString& sReplaceWith = QString());
+    QDomElement GetXmlFunctionDefinition(const QString& sFunctionName, const QString& sReplace = QString(),
+                                         const QString& sReplaceWith = QString());
+    QDomElement GetXmlProcedureDefinition(const QString& sProcedureName, const QString& sReplace = QString(),
+                                          const QString& sReplaceWith = QString());
+    QDomElement GetXmlTriggerDefinition(const QString& sTriggerName, const QString& sReplace = QString(),
+                                        const QString& sReplaceWith = QString());
 
     // ---- Field type mapping ---------------------------------------------------------------
-    // (declared by the type mapping's source file)
+    // A display text of a data access type; sets iDataType (left as passed in for the char types).
+    QString GetFieldTypeText(int32_t iColumnType, int32_t& iSize, ql_eDataType* iDataType = nullptr);
+    // The data type's text ("TypeChar" ...) of a column of a data access type; sets iDataType.
+    QString GetQlFieldType(const QString& sTableName, const QString& sFieldName, int32_t iColumnType,
+                           ql_eDataType* iDataType = nullptr, bool bAllowUseUnicode = false);
+    // The name of the data access type constant ("adVarChar"), or empty.
+    QString GetADOFieldType(int32_t iColumnType);
+    // The index of the column in the type cache, or -1 after adding an empty entry for it.
+    int32_t GetLocalQlDataType(const QString& sFieldName);
+    ql_eDataType GetQlDataType(CatalogWalk& Cat, QString& sTableName, const QString& sFieldName);
 
     // ---- Update queries -------------------------------------------------------------------
-    // (declared by the update queries' source file)
+    int32_t GetNewOrderQuery(const QString& sAziName, const QString& sVersion, int16_t iEventAction);
+    // Records a query in SYS_QRY and returns its RECORD_ID.
+    int32_t AddNewQuery(const QString& sAziName, int16_t iEventAction, const QString& sStructureVersion,
+                        const QString& sDescription, const QString& sSqlText, const QVariant& vQueryId = 0);
+    // -1 unless the connection is in history mode; then the firm's check procedure's answer.
+    int32_t CheckTableData(const QString& sTable, const QString& sFirm);
 
     // ---- Verification and repair ----------------------------------------------------------
     // (declared by the verification sources)
@@ -156,6 +204,17 @@ private:
     // Copies a list unless one of its upper bounds is 0 (a list without rows).
     static void SetObjectDefinition(const VariantArray2& source, VariantArray2& target);
     void SetVerifyDatabaseResult();
+
+    // ---- Update queries ---------------------------------------------------------------------
+    // Plays the Before or After queries of the query file for the code; True when none failed and
+    // none is pending.
+    bool VerifyQuery(const QString& sDatabaseCode, const QString& sQueryFile, bool bBefore,
+                     const QString& sObjectName, bool bRemovePrefix);
+    void ModifyQueryStatus(int32_t lRecordId, bool bError);
+
+    // ---- Verification and repair (private steps) ----------------------------------------------
+
+    // ---- Table data (private steps) ---------------------------------------------------------
 
     // ---- Shared helpers of the engine -------------------------------------------------------
     // The connection, or error 91 for a routine that needs it and finds it unset.
