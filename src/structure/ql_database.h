@@ -213,6 +213,12 @@ private:
     void ModifyQueryStatus(int32_t lRecordId, bool bError);
 
     // ---- Verification and repair (private steps) ----------------------------------------------
+    // The normal form in which code is compared: the text without any blank, tab or line end, so
+    // that two texts differing only in white space (even between two words) are equal.
+    static QString DeleteSpace(const QString& sText);
+    // Puts "dbo." before the object's name after each CREATE, unless the name already has an owner
+    // or is a temporary (#) name.
+    static QString AddOwnerForCreate(const QString& sObjectName, const QString& sScript);
 
     // ---- Table data (private steps) ---------------------------------------------------------
 

@@ -15,6 +15,10 @@ template <> struct qlDatabaseTestAccess<StateArea> {
     static void Remember(qlDatabase& d, const VariantArray2& list) {
         qlDatabase::SetObjectDefinition(list, d.m_objectDefinition);
     }
+    static QString DeleteSpace(const QString& text) { return qlDatabase::DeleteSpace(text); }
+    static QString AddOwner(const QString& name, const QString& script) {
+        return qlDatabase::AddOwnerForCreate(name, script);
+    }
     static void SetResult(qlDatabase& d, bool noChange) {
         d.m_noChange = noChange;
         d.SetVerifyDatabaseResult();
@@ -64,6 +68,33 @@ TEST(VariantArray2, KeepsTheBoundsOfTheEngineLists) {
     EXPECT_EQ(Raise([&] { (void)list(6, 1); }), QStringLiteral("9 qlDatabase: Subscript out of range"));
     EXPECT_EQ(Raise([&] { (void)list(1, 3); }), QStringLiteral("9 qlDatabase: Subscript out of range"));
     EXPECT_EQ(Raise([&] { (void)list.UBound(3); }), QStringLiteral("9 qlDatabase: Subscript out of range"));
+}
+
+TEST(CodeText, WhiteSpaceNeverMakesCodeDifferent) {
+    EXPECT_EQ(Access::DeleteSpace(QStringLiteral("CREATE VIEW V\r\nAS\tSELECT  A,\n B FROM T")),
+              Access::DeleteSpace(QStringLiteral("CREATE VIEW V AS SELECT A,B FROM T")));
+    EXPECT_EQ(Access::DeleteSpace(QStringLiteral("SELECT A FROM T")), QStringLiteral("SELECTAFROMT"));
+}
+
+TEST(CodeText, OwnerGoesBeforeEachCreatedNameThatHasNone) {
+    const struct {
+        const char* name;
+        const char* script;
+        const char* expected;
+    } cases[] = {
+        {"V_ITEMS", "CREATE VIEW V_ITEMS AS SELECT 1", "CREATE VIEW dbo.V_ITEMS AS SELECT 1"},
+        {"V_ITEMS", "create view [V_ITEMS] as select 1", "create view dbo.[V_ITEMS] as select 1"},
+        {"V_ITEMS", "CREATE VIEW dbo.V_ITEMS AS SELECT 1", "CREATE VIEW dbo.V_ITEMS AS SELECT 1"},
+        {"V_ITEMS", "CREATE VIEW dbo.[V_ITEMS] AS SELECT 1", "CREATE VIEW dbo.[V_ITEMS] AS SELECT 1"},
+        {"T1", "CREATE TABLE #T1 (A INT)", "CREATE TABLE #T1 (A INT)"},
+        {"FN_TOTAL", "CREATE FUNCTION FN_TOTAL() -- CREATE FN_TOTAL\nRETURNS INT",
+         "CREATE FUNCTION dbo.FN_TOTAL() -- CREATE dbo.FN_TOTAL\nRETURNS INT"},
+        {"P_X", "ALTER PROCEDURE P_X AS SELECT 1", "ALTER PROCEDURE P_X AS SELECT 1"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Access::AddOwner(QString::fromUtf8(c.name), QString::fromUtf8(c.script)),
+                  QString::fromUtf8(c.expected))
+            << c.script;
 }
 
 class RunState : public DatabaseTest {};
