@@ -62,7 +62,7 @@ QDomElement qlDatabase::GetXmlCodeDefinition(const QString& sRoutine, const QStr
     element.appendChild(TextElement(m_xmlFactory, sKind + QStringLiteral("Name"), fileName));
 
     QString code;
-    if (!rule.run([&] { code = fnCode(sName); }))
+    if (!rule.run([&] { code = fnCode(name); }))
         return element;
     if (!replace.isEmpty())
         code.replace(replace, replaceWith, Qt::CaseInsensitive);
