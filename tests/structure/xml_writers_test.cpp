@@ -1,9 +1,11 @@
 // The structure file writers: elements written into a document, saved indented, loaded again and
 // read by position; the catalog answers come from the scripted connection.
 #include "connection/catalog_queries.h"
+#include "platform/tools/xlsx_workbook.h"
 #include "structure/structure_document.h"
 #include "structure/structure_fixture.h"
 #include "support/recording_workbook.h"
+#include "support/xlsx_reader.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -287,6 +289,35 @@ TEST_F(XmlWriters, DocumentationSheetIsACopyOfTheLastSheetWithOneRowPerField) {
     EXPECT_TRUE(wkb.calls.contains("Cell 2,11,3=-1")) << "varchar(max) keeps its size of -1";
     EXPECT_FALSE(wkb.calls.contains("Cell 2,14,3=2147483647")) << "a huge size is not shown";
     EXPECT_EQ(wkb.SheetName(2), QStringLiteral("Anagrafica articoli_ listino_pr"));
+}
+
+TEST_F(XmlWriters, DocumentationWorkbookSavedAndReadBack) {
+    programTable("A01_ART", kArticles, {"CODICE"});
+    programTable("A01_CLI", {{"RAGSOC", ado::adVarWChar, 80, false, "", "Ragione sociale [obbligatoria]"}},
+                 {});
+    XlsxWorkbook wkb;
+    database.GetXmlTableDefinition("A01_ART", false, true, nullptr, {}, &wkb);
+    database.GetXmlTableDefinition("A01_CLI", false, true, nullptr, {}, &wkb);
+    const QString file = m_dir.filePath(QStringLiteral("doc.xlsx"));
+    wkb.Save(file);
+
+    QString error;
+    const auto content = ReadXlsx(file, &error);
+    ASSERT_TRUE(content) << error.toStdString();
+    EXPECT_EQ(content->SheetNames, (QStringList{"Template", "ART", "CLI"}));
+    const auto& art = content->Cells.at(1);
+    EXPECT_EQ(art.at("B3"), QStringLiteral("ART"));
+    EXPECT_EQ(art.at("A7"), QStringLiteral("CODICE"));
+    EXPECT_EQ(art.at("C7"), QStringLiteral("20"));
+    EXPECT_EQ(art.at("E7"), QStringLiteral("x"));
+    EXPECT_EQ(art.at("B11"), QStringLiteral("TypeVarChar"));
+    const auto& cli = content->Cells.at(2);
+    EXPECT_EQ(cli.at("A7"), QStringLiteral("RAGSOC"));
+    EXPECT_EQ(cli.at("D7"), QStringLiteral("Ragione sociale "));
+    EXPECT_EQ(cli.at("G7"), QStringLiteral("[obbligatoria]"));
+    // Each sheet is a copy of the last one: rows the shorter table doesn't reach keep the earlier
+    // table's fields.
+    EXPECT_EQ(cli.at("A8"), QStringLiteral("DES"));
 }
 
 TEST_F(XmlWriters, RefusedSheetNameIsCutTo29AndMarked) {

@@ -17,7 +17,8 @@ public:
 
     virtual int32_t SheetCount() const = 0;
     // Puts a copy of the last sheet (values, formats, column widths) behind it; the copy is the new
-    // last sheet, named after the original with a number added so that names stay unique.
+    // last sheet, named after the original with a number added ("Template (2)", then "Template (3)") so that
+    // names stay unique.
     virtual void CopyLastSheet() = 0;
     virtual QString SheetName(int32_t iSheet) const = 0;
     // 0 when the sheet now has the name; kErrWorkbookName, with the old name kept, for a name that

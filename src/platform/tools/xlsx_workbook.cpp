@@ -2,7 +2,9 @@
 
 #include "platform/errors/error_record.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <xlsxwriter.h>
 
@@ -129,10 +131,14 @@ bool XlsxWorkbook::NameTaken(const QString& sName, int32_t iExcept) const {
 
 void XlsxWorkbook::CopyLastSheet() {
     Sheet copy = m_sheets.back();
-    // "Name (2)", "Name (3)" ...: the base is cut so that the number always fits.
+    // "Name (2)", "Name (3)" ...: a copy of a copy counts on from the same base, which is cut so
+    // that the number always fits.
+    static const QRegularExpression numbered(QStringLiteral("^(.*) \\(\\d+\\)$"));
+    const QRegularExpressionMatch m = numbered.match(copy.Name);
+    const QString base = m.hasMatch() ? m.captured(1) : copy.Name;
     for (int32_t n = 2;; ++n) {
         const QString suffix = QStringLiteral(" (%1)").arg(n);
-        const QString name = copy.Name.left(kMaxNameLength - suffix.size()) + suffix;
+        const QString name = base.left(kMaxNameLength - suffix.size()) + suffix;
         if (!NameTaken(name, 0)) {
             copy.Name = name;
             break;
@@ -211,6 +217,9 @@ void XlsxWorkbook::CopyRangeFormat(int32_t iSheet, const QString& sSource, const
 void XlsxWorkbook::Save(const QString& sFileName) {
     // The library writes through a temporary file of its own and fails at close when the target
     // can't be made; an existing file is replaced.
+    // The library would say the same on its error output; the caller gets it as an error instead.
+    if (!QFileInfo(sFileName).absoluteDir().exists())
+        throw qlException(kErrGeneral, kSource, QStringLiteral("No such folder for ") + sFileName);
     if (QFile::exists(sFileName) && !QFile::remove(sFileName))
         throw qlException(kErrGeneral, kSource, QStringLiteral("Can't replace ") + sFileName);
     const QByteArray path = QFile::encodeName(sFileName);
