@@ -108,6 +108,12 @@ public:
     void setFieldDelimiterEnd(const QString& v) { m_fieldDelimiterEnd = v; }
     bool ReadUncommitted() const { return m_readUncommitted; }
     void setReadUncommitted(bool v) { m_readUncommitted = v; }
+    // Seconds that Execute and ExecuteWC wait for a statement before it fails with the timeout
+    // error (-2147217871); 0 waits without limit. 30 by default. Handed to the data access
+    // connection at once and at every open. ExecuteCommand, ExecuteSP and ExecuteScript keep their
+    // own limits.
+    int32_t CommandTimeout() const { return m_commandTimeout; }
+    void setCommandTimeout(int32_t lSeconds);
     bool HistoryMode() const { return m_historyMode; }
     // True asks for the history check: at once on an open connection, else at the next open.
     void setHistoryMode(bool v);
@@ -277,6 +283,7 @@ private:
     bool m_autoReconnect = false;
     bool m_locked = false;
     bool m_readUncommitted = false;
+    int32_t m_commandTimeout = 30;
     QString m_fieldDelimiterStart;
     QString m_fieldDelimiterEnd;
     // ---- Catalog and record services ------------------------------------------------------

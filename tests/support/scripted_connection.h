@@ -90,6 +90,9 @@ public:
     void setIsolationLevel(int32_t n) override {
         setNumber(CallKind::SetIsolationLevel, m_isolationLevel, n);
     }
+    // Kept, not recorded: the timeout is read back where a test cares.
+    int32_t CommandTimeout() const override { return m_commandTimeout; }
+    void setCommandTimeout(int32_t seconds) override { m_commandTimeout = seconds; }
 
     void Open() override;
     void Close() override;
@@ -146,6 +149,7 @@ private:
     int32_t m_mode = 0;
     int32_t m_cursorLocation = 2;
     int32_t m_isolationLevel = ado::adXactReadCommitted;
+    int32_t m_commandTimeout = 30;
     int32_t m_state = ado::adStateClosed;
     std::vector<ErrorRecord> m_lastErrors;
 };
