@@ -171,6 +171,9 @@ public:
     QString GetADOFieldType(int32_t iColumnType);
     // The index of the column in the type cache, or -1 after adding an empty entry for it.
     int32_t GetLocalQlDataType(const QString& sFieldName);
+    // The data type GetFieldTypeText gives for the column's type, names compared exactly; 15
+    // (TypeNotSupported) for an unknown table or column, and also for the char types, which
+    // GetFieldTypeText leaves as they were passed in.
     ql_eDataType GetQlDataType(CatalogWalk& Cat, QString& sTableName, const QString& sFieldName);
 
     // ---- Update queries -------------------------------------------------------------------

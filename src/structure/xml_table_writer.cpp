@@ -206,7 +206,10 @@ QDomElement qlDatabase::GetXmlTableDefinition(const QString& sTableName, bool bI
             return table;
         if (!step([&] { f.DataType = GetQlFieldType(sTableName, f.Name, column.Type, &f.Type, true); }))
             return table;
-        if (f.Type == ql_eDataType::TypeMemo || f.Type == ql_eDataType::TypeMemoUnicode) {
+        // The lookup reads SQL Server's own catalog views; other providers keep the walk's type, as
+        // every other catalog read leaves them alone.
+        const bool memo = f.Type == ql_eDataType::TypeMemo || f.Type == ql_eDataType::TypeMemoUnicode;
+        if (memo && c->ProviderType() == ql_eProviderType::SQLServer) {
             if (!step([&] {
                     const auto rs = c->ExecuteWC(MemoTypeQuery(c->ProviderType(), sTableName, f.Name));
                     if (!rs || rs->State() != ado::adStateOpen || rs->IsEOF())

@@ -251,6 +251,15 @@ TEST_F(XmlWriters, TableMissingFromTheCatalogHasNoFieldsAndStillItsIndexes) {
     EXPECT_TRUE(wkb.calls.isEmpty()) << "no sheet for a table that isn't there";
 }
 
+TEST_F(XmlWriters, OtherProvidersGetTheWalksTypesWithoutAStatement) {
+    conn->setProviderType(ql_eProviderType::ODBC);
+    db->addCatalogTable("T", {{"NOTE", ado::adLongVarChar, 2147483647}});
+    const QDomElement table = database.GetXmlTableDefinition("T");
+    EXPECT_EQ(Texts(ChildPath(table, {1, 0})),
+              (QStringList{"NOTE", "1", "", "TypeMemo", "2147483647", "False", "", "False"}));
+    EXPECT_TRUE(sent().isEmpty()) << sent().join('\n').toStdString();
+}
+
 TEST_F(XmlWriters, CheckDescriptionWarnsForEveryFieldWithoutAPlainDescription) {
     std::vector<Column> columns = {kArticles[0], kArticles[1], kArticles[2], kArticles[3], kArticles[7]};
     columns[4].Description = nullptr;
