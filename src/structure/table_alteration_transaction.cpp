@@ -29,7 +29,16 @@ bool qlDatabase::TranAlterTable(const QString& sScript) {
         inProgress = true;
         for (const QString& piece : sScript.split(kAlterSeparator)) {
             QString sError;
-            if (!rule.run([&] { conn.ExecuteCommand(piece, &bError, &sError, false); }))
+            // A statement that fails is a logged line that ends the script, also for a host that
+            // asks the connection for raised errors.
+            if (!rule.run([&] {
+                    try {
+                        conn.ExecuteCommand(piece, &bError, &sError, false);
+                    } catch (const qlException& e) {
+                        bError = true;
+                        sError = e.description();
+                    }
+                }))
                 return false;
             AddRTFText(piece, bError, sError);
             if (bError)
