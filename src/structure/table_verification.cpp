@@ -59,6 +59,15 @@ ql_eTableStatus qlDatabase::CheckTable(const QString& sTableName, VariantArray2&
     pass.Query.setProviderType(conn.ProviderType());
     ArrayFields.Redim(1, kFieldColumns, 0, 0);
 
+    // Triggers come back on whatever way the pass ends: a table must not stay without them.
+    struct TriggersBackOn {
+        ErrorRule& rule;
+        qlConnection& conn;
+        const QString& table;
+        ~TriggersBackOn() {
+            rule.tolerate([&] { conn.AlterTriggersStatus(true, table); });
+        }
+    } triggersBackOn{rule, conn, sTableName};
     try {
         pass.Step([&] { conn.AlterTriggersStatus(false, sTableName); });
         if (CompareTable(pass, xmlNodeTable, sXmlStructureFile))
@@ -66,8 +75,6 @@ ql_eTableStatus qlDatabase::CheckTable(const QString& sTableName, VariantArray2&
     } catch (const LeaveTablePass&) {
         result = static_cast<ql_eTableStatus>(-1);
     }
-    // Triggers come back on whatever way the pass ended: a table must not stay without them.
-    rule.tolerate([&] { conn.AlterTriggersStatus(true, sTableName); });
     return result;
 }
 
