@@ -27,6 +27,7 @@
 namespace qldb {
 
 class CatalogWalk;
+struct ql_tField;
 template <class Area> struct qlDatabaseTestAccess;
 class ErrorRule;
 class IWorkbook;
@@ -187,6 +188,20 @@ public:
     // ---- Verification and repair ----------------------------------------------------------
     // (declared by the verification sources)
 
+    // Compares one table of the database with its Table node and writes one row per difference
+    // into ArrayFields (columns 1 to 5: name, kind, status text, database value, file value; rows
+    // from 1, "0 to 0" when there are none). In an update mode it repairs what it finds in the
+    // same pass. Without a node the node is looked up in sXmlStructureFile. sPrefixTable holds the
+    // firm prefixes separated by "|"; with *bRemovePrefix the file's names carry the firm marker.
+    // Returns the table's status, or -1 (outside the enumeration) when it left before its end:
+    // no file, or a decision to leave after an error. With bAutoIgnore an error only adds 1 to
+    // *lErrCounter. The table's triggers are off during the pass and back on at every exit.
+    ql_eTableStatus CheckTable(const QString& sTableName, VariantArray2& ArrayFields,
+                               const QDomNode& xmlNodeTable = QDomNode(),
+                               const QString& sXmlStructureFile = QString(),
+                               const QString& sPrefixTable = QString(), bool* bRemovePrefix = nullptr,
+                               bool bAutoIgnore = false, int32_t* lErrCounter = nullptr);
+
     // ---- Table data -----------------------------------------------------------------------
     // (declared by the data transfer sources)
 
@@ -232,6 +247,44 @@ private:
     // Puts "dbo." before the object's name after each CREATE, unless the name already has an owner
     // or is a temporary (#) name.
     static QString AddOwnerForCreate(const QString& sObjectName, const QString& sScript);
+
+    // Runs the statements of an AlterTable text (separated by kAlterSeparator) in one transaction,
+    // logged between "(BEGIN TRANSACTION)" and "(COMMIT TRANSACTION)" or "(ROLLBACK TRANSACTION)";
+    // it stops at the first failed statement and rolls back. True when every statement ran.
+    bool TranAlterTable(const QString& sScript);
+    // Creates a table of the file that the database lacks, with its key, column comments and the
+    // file's indexes; every statement is logged. True when no statement failed and no error was
+    // reported.
+    bool CreateTableFromXml(const QString& sTableName, const QDomNode& xmlNodeTable,
+                            const QString& sPrefixTable, bool bRemovePrefix);
+    // Sends one repair statement with the connection's errors returned, not raised, and logs it
+    // at once with its error. True when it ran.
+    bool ExecuteAndLog(const QString& sStatement);
+
+    // The stages and repair steps of one table's comparison, sharing the table's state.
+    struct TablePass;
+    // False when the file to look the node up in is missing: the pass then ends without a result.
+    bool CompareTable(TablePass& pass, const QDomNode& xmlNodeTable, const QString& sXmlStructureFile);
+    static ql_eTableStatus TableResult(const TablePass& pass);
+    void CheckTableColumns(TablePass& pass);
+    void CheckNewColumns(TablePass& pass);
+    void CheckPrimaryKey(TablePass& pass);
+    void CheckTableIndexes(TablePass& pass);
+    void DropColumnDefault(TablePass& pass, const QString& sColumn);
+    void DropColumnIndexes(TablePass& pass, const QString& sColumn);
+    void RebuildColumn(TablePass& pass, ql_tField& fldColumn, const QString& sXmlDefault);
+    void AddColumnDefault(TablePass& pass, const ql_tField& fldColumn, const QString& sDefault);
+    void SwapColumnDefault(TablePass& pass, const ql_tField& fldColumn, const QString& sXmlDefault);
+    void WriteColumnDescription(TablePass& pass, const QString& sColumn, const QString& sText, bool bAlter);
+    void DropColumn(TablePass& pass, const QString& sColumn);
+    void AddColumn(TablePass& pass, const QDomNode& xmlField);
+    void RebuildPrimaryKey(TablePass& pass);
+    void RebuildIndex(TablePass& pass, const QString& sIndexName, const QString& sXmlCode);
+    void DropUserIndex(TablePass& pass, const QString& sIndexName, const QString& sLastXmlIndexName);
+    // Splits a text of several statements on kAlterSeparator and runs and logs each piece.
+    void ExecuteAndLogPieces(const QString& sScript);
+    // The collation that text columns should have: Collate, or the system part's collation.
+    QString WantedCollation() const;
 
     // ---- Table data (private steps) ---------------------------------------------------------
 
