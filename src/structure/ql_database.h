@@ -197,7 +197,26 @@ public:
                                bool bAutoIgnore = false, int32_t* lErrCounter = nullptr);
 
     // ---- Table data -----------------------------------------------------------------------
-    // (declared by the data transfer sources)
+    // The DataTable element of one table: with sDataQuery its records in the element, without one
+    // the table goes through the bulk copy program into side files and the element holds its row
+    // count ("0" when the copy failed). Upper-cases the caller's sReplace. sDataPrefix is accepted
+    // and has no effect.
+    QDomElement GetXmlDataTable(const QString& sTableName, QString* sReplace = nullptr,
+                                const QString& sReplaceWith = QString(),
+                                const QString& sDataQuery = QString(), IProgressBar* objProgressbar = nullptr,
+                                const QString& sDataPrefix = QString());
+    // Brings the DataTables section of a structure file into the database: side files through the
+    // bulk copy program, records of the file one statement each. A failed statement is logged and
+    // the import goes on. False when the file cannot be read, a statement failed or a table's
+    // import was reported as wrong. sDataPrefix is accepted and has no effect.
+    bool ReadXmlDataTable(const QString& sXmlStructureFile, QString* sOnlyTableName = nullptr,
+                          const QString& sReplaceWith = QString(), IProgressBar* objProgressbar = nullptr,
+                          const QString& sDataPrefix = QString());
+    // Copies the rows of a firm's table into the same table of another firm, one statement per row;
+    // True when no statement failed and no error was reported.
+    bool ImportTable(const QString& sSourcePrefixAzienda, const QString& sTargetPrefixAzienda,
+                     const QString& sTableName, bool bRewrite = false, const QString& sDataQuery = QString(),
+                     IProgressBar* objProgressbar = nullptr);
 
 private:
     // Tests reach the private steps through a specialisation of their own (one per area).
