@@ -30,6 +30,7 @@ namespace qldb {
 class CatalogWalk;
 class CountedRule;
 struct VerifyRun;
+struct ql_tField;
 template <class Area> struct qlDatabaseTestAccess;
 class ErrorRule;
 class IWorkbook;
@@ -330,6 +331,31 @@ private:
     // Sends one repair statement with the connection's errors returned, not raised, and logs it
     // at once with its error. True when it ran.
     bool ExecuteAndLog(const QString& sStatement);
+
+    // The stages and repair steps of one table's comparison, sharing the table's state.
+    struct TablePass;
+    // False when the file to look the node up in is missing: the pass then ends without a result.
+    bool CompareTable(TablePass& pass, const QDomNode& xmlNodeTable, const QString& sXmlStructureFile);
+    static ql_eTableStatus TableResult(const TablePass& pass);
+    void CheckTableColumns(TablePass& pass);
+    void CheckNewColumns(TablePass& pass);
+    void CheckPrimaryKey(TablePass& pass);
+    void CheckTableIndexes(TablePass& pass);
+    void DropColumnDefault(TablePass& pass, const QString& sColumn);
+    void DropColumnIndexes(TablePass& pass, const QString& sColumn);
+    void RebuildColumn(TablePass& pass, ql_tField& fldColumn, const QString& sXmlDefault);
+    void AddColumnDefault(TablePass& pass, const ql_tField& fldColumn, const QString& sDefault);
+    void SwapColumnDefault(TablePass& pass, const ql_tField& fldColumn, const QString& sXmlDefault);
+    void WriteColumnDescription(TablePass& pass, const QString& sColumn, const QString& sText, bool bAlter);
+    void DropColumn(TablePass& pass, const QString& sColumn);
+    void AddColumn(TablePass& pass, const QDomNode& xmlField);
+    void RebuildPrimaryKey(TablePass& pass);
+    void RebuildIndex(TablePass& pass, const QString& sIndexName, const QString& sXmlCode);
+    void DropUserIndex(TablePass& pass, const QString& sIndexName, const QString& sLastXmlIndexName);
+    // Splits a text of several statements on kAlterSeparator and runs and logs each piece.
+    void ExecuteAndLogPieces(const QString& sScript);
+    // The collation that text columns should have: Collate, or the system part's collation.
+    QString WantedCollation() const;
 
     // ---- Table data (private steps) ---------------------------------------------------------
 
