@@ -140,8 +140,10 @@ public:
                                       QString* sNewVersion = nullptr);
 
     // ---- Structure file writers -----------------------------------------------------------
-    // Each writer returns one element made by a document of its own; a caller adds it to its file
-    // with QDomDocument::importNode (or appendChild).
+    // Each writer returns one detached element made by this object's own node factory. A caller
+    // puts it into its document with appendChild (the node moves over and then belongs to that
+    // document) or with importNode (a deep copy). Nodes not yet added stay valid while this object
+    // lives: their ownerDocument() is the factory's.
     QDomElement MakeXmlHeader(QDomDocument& xmlDoc, const QString& sDatabaseName, const QString& sCompanyName,
                               const QString& sProductName, const QString& sStructureVersion,
                               const QDateTime& dtDateVersion);
@@ -231,6 +233,14 @@ private:
                      const QString& sObjectName, bool bRemovePrefix);
     void ModifyQueryStatus(int32_t lRecordId, bool bError);
 
+    // ---- Structure file writers (private steps) -----------------------------------------------
+    // The element of a view, function, procedure or trigger: sKind "View" gives View, ViewName,
+    // ViewSql. Names and prefixes are upper-cased; the code has the prefix replaced ignoring case
+    // and, with bCollation, the system part's collation turned into "database_default".
+    QDomElement GetXmlCodeDefinition(const QString& sRoutine, const QString& sKind, const QString& sName,
+                                     const QString& sReplace, const QString& sReplaceWith, bool bBusyPointer,
+                                     bool bCollation, const std::function<QString(const QString&)>& fnCode);
+
     // ---- Verification and repair (private steps) ----------------------------------------------
     // The normal form in which code is compared: the text without any blank, tab or line end, so
     // that two texts differing only in white space (even between two words) are equal.
@@ -297,6 +307,10 @@ private:
         bool AutoIncrement = false;
     };
     std::vector<LocalFieldType> m_localFieldTypes;
+
+    // The node factory of the structure file writers, kept so that the nodes they hand out keep a
+    // live owner until the caller adds them to its document.
+    QDomDocument m_xmlFactory;
 };
 
 } // namespace qldb

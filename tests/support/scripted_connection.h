@@ -106,9 +106,14 @@ public:
     void CommitTrans() override { endTrans(CallKind::CommitTrans); }
     void RollbackTrans() override { endTrans(CallKind::RollbackTrans); }
 
-    // An empty catalog.
-    std::vector<CatalogTable> Tables() override { return {}; }
-    std::vector<CatalogColumn> Columns(const QString&) override { return {}; }
+    // The catalog walk's answers: tables in the order added, each with its columns. Columns of a
+    // table are found by name in any case, as the server's default collation finds them.
+    void addCatalogTable(const QString& sName, std::vector<CatalogColumn> columns,
+                         const QString& sType = QStringLiteral("TABLE")) {
+        m_catalog.push_back({CatalogTable{sName, sType}, std::move(columns)});
+    }
+    std::vector<CatalogTable> Tables() override;
+    std::vector<CatalogColumn> Columns(const QString& sTableName) override;
 
 private:
     struct Response {
@@ -132,6 +137,7 @@ private:
 
     std::vector<Call> m_calls;
     std::vector<Response> m_responses;
+    std::vector<std::pair<CatalogTable, std::vector<CatalogColumn>>> m_catalog;
     std::optional<ErrorRecord> m_openFailure, m_closeFailure, m_cancelFailure;
     int32_t m_sqlTranCount = 0;
     int32_t m_adoTranLevel = 0;
