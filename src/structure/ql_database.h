@@ -368,6 +368,14 @@ private:
     QString WantedCollation() const;
 
     // ---- Table data (private steps) ---------------------------------------------------------
+    // The record route of one DataTable: one statement per Record into sTable; sKeptTable is the
+    // name without a firm's prefix that says which columns stay as the customer has them. False
+    // when a statement failed.
+    bool ImportDataRecords(const QDomNode& records, const QString& sTable, const QString& sKeptTable,
+                           bool bWithoutCondition, IProgressBar* objProgressbar);
+    // The bulk route of one DataTable: its side files into sTable, then the count check against
+    // lExpected. False when the run, the error file or the count says something went wrong.
+    bool ImportDataBulk(const QString& sBaseName, const QString& sTable, int64_t lExpected);
 
     // ---- Shared helpers of the engine -------------------------------------------------------
     // The connection, or error 91 for a routine that needs it and finds it unset.
