@@ -68,6 +68,8 @@ public:
     // A column or table name in the driver's identifier quotes.
     QString QuoteIdentifier(const QString& sName) const;
     QStringList PrimaryKey(const QString& sTableName);
+    // The open connection's handle, for the bulk insert that binds parameter arrays on it.
+    SQLHDBC NativeHandle(const QString& sSource) const { return requireOpen(sSource); }
 
 private:
     struct Run {
