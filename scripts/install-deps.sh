@@ -7,7 +7,8 @@ packages=(
     qt6-base-dev
     unixodbc unixodbc-dev tdsodbc libsqliteodbc odbc-postgresql odbc-mariadb freetds-bin
     libgtest-dev libgmock-dev libbenchmark-dev
-    postgresql mariadb-server
+    libsmbclient-dev
+    postgresql mariadb-server samba
 )
 
 missing=()
