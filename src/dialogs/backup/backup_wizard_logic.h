@@ -127,6 +127,7 @@ private:
     // The walk of sp_help_job shared by both grids.
     bool FillGrid(const QString& sRoutine, bool bProgrammed);
     QString SearchDatabase(const QString& sJobName, qlMsSqlSystem& sys);
+    void SetFields(Recordset& rs, qlMsSqlSystem& sys);
     // The restore chain shared by the three kinds; sSingleUser, when not empty, is the database that
     // is switched to single user before the job and back once it has started.
     bool RunRestoreJob(const QString& sRoutine, const backup::JobDefinition& job, const QString& sSingleUser);
