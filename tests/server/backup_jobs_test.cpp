@@ -10,7 +10,7 @@ QStringList Parts(const JobDefinition& j) {
     return {j.JobName, j.Description, j.StepName, j.Statement};
 }
 
-TEST(BackupJobs, NamesAndStatementsOfEveryKind) {
+TEST(BackupJobTexts, NamesAndStatementsOfEveryKind) {
     const QString ts = Timestamp(QDateTime(QDate(2024, 1, 31), QTime(9, 5, 7)));
     EXPECT_EQ(ts, "20240131090507");
     // The full backup has no blank before WITH INIT; the differential one has it.
