@@ -102,7 +102,8 @@ QStringList SmbFileNames(const QString& sLocation, const ShareCredentials& crede
     QStringList names;
     while (const smbc_dirent* entry = smbc_getFunctionReaddir(c)(c, dir))
         if (entry->smbc_type == SMBC_FILE)
-            names << QString::fromUtf8(entry->name);
+            // name is declared as a one-character array: read it as the C string it is.
+            names << QString::fromUtf8(static_cast<const char*>(entry->name));
     smbc_getFunctionClosedir(c)(c, dir);
     return names;
 }
