@@ -8,7 +8,8 @@ packages=(
     unixodbc unixodbc-dev tdsodbc libsqliteodbc odbc-postgresql odbc-mariadb freetds-bin
     libxlsxwriter-dev unzip
     libgtest-dev libgmock-dev libbenchmark-dev
-    postgresql mariadb-server
+    libsmbclient-dev
+    postgresql mariadb-server samba
 )
 
 missing=()

@@ -21,6 +21,7 @@
 namespace qldb {
 
 class ErrorRule;
+class qlMsSqlSystem;
 class qlQueryConstructor;
 struct StatementRoutine;
 
@@ -255,6 +256,11 @@ public:
     bool CheckHistoryMode(bool bShowError = true, bool bOnStart = false);
     bool CloneTable(const QString& sTable, const QString& sNewTable, bool bCopyConstraint = false,
                     bool bCopyData = false);
+
+    // ---- Server administration ------------------------------------------------------------
+    // A new qlMsSqlSystem on every read, with this connection's Errors; the caller keeps it for
+    // the whole work and calls its Initialize with this connection.
+    std::unique_ptr<qlMsSqlSystem> MsSqlSystem();
 
 private:
     std::shared_ptr<IErrorService> m_errors;
