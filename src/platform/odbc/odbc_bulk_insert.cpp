@@ -100,10 +100,12 @@ ColumnArray FillColumn(BindKind kind, const std::vector<Row>& rows, size_t first
         a.CType = SQL_C_BIT, a.SqlType = SQL_BIT, a.ColumnSize = 1, a.Width = sizeof(unsigned char);
         break;
     case BindKind::Date:
-        a.CType = SQL_C_TYPE_DATE, a.SqlType = SQL_TYPE_DATE, a.ColumnSize = 10, a.Width = sizeof(SQL_DATE_STRUCT);
+        a.CType = SQL_C_TYPE_DATE, a.SqlType = SQL_TYPE_DATE, a.ColumnSize = 10,
+        a.Width = sizeof(SQL_DATE_STRUCT);
         break;
     case BindKind::Time:
-        a.CType = SQL_C_TYPE_TIME, a.SqlType = SQL_TYPE_TIME, a.ColumnSize = 8, a.Width = sizeof(SQL_TIME_STRUCT);
+        a.CType = SQL_C_TYPE_TIME, a.SqlType = SQL_TYPE_TIME, a.ColumnSize = 8,
+        a.Width = sizeof(SQL_TIME_STRUCT);
         break;
     case BindKind::Timestamp:
         a.CType = SQL_C_TYPE_TIMESTAMP, a.SqlType = SQL_TYPE_TIMESTAMP, a.ColumnSize = 23, a.Digits = 3;
@@ -161,14 +163,16 @@ ColumnArray FillColumn(BindKind kind, const std::vector<Row>& rows, size_t first
             break;
         case BindKind::Date: {
             const QDate d = v.toDate();
-            Put(a, i, SQL_DATE_STRUCT{static_cast<SQLSMALLINT>(d.year()), static_cast<SQLUSMALLINT>(d.month()),
-                                      static_cast<SQLUSMALLINT>(d.day())});
+            Put(a, i,
+                SQL_DATE_STRUCT{static_cast<SQLSMALLINT>(d.year()), static_cast<SQLUSMALLINT>(d.month()),
+                                static_cast<SQLUSMALLINT>(d.day())});
             break;
         }
         case BindKind::Time: {
             const QTime t = v.toTime();
-            Put(a, i, SQL_TIME_STRUCT{static_cast<SQLUSMALLINT>(t.hour()), static_cast<SQLUSMALLINT>(t.minute()),
-                                      static_cast<SQLUSMALLINT>(t.second())});
+            Put(a, i,
+                SQL_TIME_STRUCT{static_cast<SQLUSMALLINT>(t.hour()), static_cast<SQLUSMALLINT>(t.minute()),
+                                static_cast<SQLUSMALLINT>(t.second())});
             break;
         }
         case BindKind::Timestamp: {
@@ -178,7 +182,8 @@ ColumnArray FillColumn(BindKind kind, const std::vector<Row>& rows, size_t first
             Put(a, i,
                 SQL_TIMESTAMP_STRUCT{static_cast<SQLSMALLINT>(d.year()), static_cast<SQLUSMALLINT>(d.month()),
                                      static_cast<SQLUSMALLINT>(d.day()), static_cast<SQLUSMALLINT>(t.hour()),
-                                     static_cast<SQLUSMALLINT>(t.minute()), static_cast<SQLUSMALLINT>(t.second()),
+                                     static_cast<SQLUSMALLINT>(t.minute()),
+                                     static_cast<SQLUSMALLINT>(t.second()),
                                      static_cast<SQLUINTEGER>(t.msec()) * 1000000u});
             break;
         }
@@ -266,7 +271,8 @@ private:
         auto setAttr = [&](SQLINTEGER attr, SQLPOINTER value) {
             OdbcCheck(SQLSetStmtAttrW(stmt.get(), attr, value, 0), SQL_HANDLE_STMT, stmt.get(), site);
         };
-        setAttr(SQL_ATTR_PARAM_BIND_TYPE, reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(SQL_PARAM_BIND_BY_COLUMN)));
+        setAttr(SQL_ATTR_PARAM_BIND_TYPE,
+                reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(SQL_PARAM_BIND_BY_COLUMN)));
         setAttr(SQL_ATTR_PARAMSET_SIZE, reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(count)));
         setAttr(SQL_ATTR_PARAM_STATUS_PTR, statuses.data());
         setAttr(SQL_ATTR_PARAMS_PROCESSED_PTR, &processed);
@@ -310,8 +316,8 @@ public:
     std::vector<BulkRowError> InsertBatch(const std::vector<Row>& rows) override {
         std::vector<BulkRowError> refused;
         for (size_t i = 0; i < rows.size(); ++i) {
-            Command command{.CommandText = m_sql, .CommandType = ado::adCmdText, .CommandTimeout = 0,
-                            .Parameters = {}};
+            Command command{
+                .CommandText = m_sql, .CommandType = ado::adCmdText, .CommandTimeout = 0, .Parameters = {}};
             for (size_t c = 0; c < m_columns.size(); ++c)
                 command.Parameters.push_back(
                     Parameter{m_columns[c].Name, m_columns[c].Type, ado::adParamInput, 0, rows[i][c]});

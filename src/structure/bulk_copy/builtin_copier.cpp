@@ -38,7 +38,9 @@ public:
         if (m_mode == 2)
             WriteFile(m_job.LogFile, m_log.toUtf8());
     }
-    void error(const QString& sMessage) { m_errors += QStringLiteral("#@ ") + sMessage + QStringLiteral(" @#\n"); }
+    void error(const QString& sMessage) {
+        m_errors += QStringLiteral("#@ ") + sMessage + QStringLiteral(" @#\n");
+    }
     void rowError(int64_t row, const QString& sMessage, const QString& sRowText) {
         error(QStringLiteral("Row %1: %2").arg(row).arg(sMessage));
         m_errors += sRowText + QLatin1Char('\n');
@@ -265,7 +267,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
         hostField.push_back(static_cast<int>(i));
         kinds.push_back(KindOf(target.Type));
     }
-    const std::vector<QStringList> rows = SplitBulkData(DecodeBulkData(dataFile.readAll()), terminators, &why);
+    const std::vector<QStringList> rows =
+        SplitBulkData(DecodeBulkData(dataFile.readAll()), terminators, &why);
     report.line(QStringLiteral("Starting copy..."));
     std::unique_ptr<IBulkInsert> insert = CreateBulkInsert(connection, job.Table, columns);
     int64_t copied = 0;
@@ -278,7 +281,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
         copied += static_cast<int64_t>(batch.size() - refused.size());
         for (const BulkRowError& e : refused) {
             const int64_t fileRow = batchRows[static_cast<size_t>(e.Row)];
-            report.rowError(fileRow, e.Message, rows[static_cast<size_t>(fileRow - 1)].join(QLatin1Char('\t')));
+            report.rowError(fileRow, e.Message,
+                            rows[static_cast<size_t>(fileRow - 1)].join(QLatin1Char('\t')));
         }
         batch.clear();
         batchRows.clear();
@@ -292,7 +296,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
                 const QString& text = rows[r].at(hostField[c]);
                 QVariant v = FieldValue(text, kinds[c]);
                 if (!v.isValid())
-                    bad = QStringLiteral("Column %1: Invalid character value for cast specification").arg(c + 1);
+                    bad = QStringLiteral("Column %1: Invalid character value for cast specification")
+                              .arg(c + 1);
                 values.push_back(std::move(v));
             }
             if (!bad.isEmpty()) {
