@@ -214,8 +214,14 @@ class OdbcBulkInsert : public IBulkInsert {
 public:
     OdbcBulkInsert(OdbcConnection& connection, const QString& sTable, std::vector<BulkInsertColumn> columns)
         : m_connection(connection), m_columns(std::move(columns)), m_sql(InsertText(sTable, m_columns)) {
-        for (const BulkInsertColumn& c : m_columns)
+        bool binary = false;
+        for (const BulkInsertColumn& c : m_columns) {
             m_kinds.push_back(KindOf(c.Type));
+            binary = binary || m_kinds.back() == BindKind::Binary;
+        }
+        // The SQLite driver reads the length of a binary parameter once for a whole array: with
+        // binary columns its batches go one row per execution, still one transaction per batch.
+        m_singleRows = binary && DriverName().contains(QLatin1String("sqlite"), Qt::CaseInsensitive);
     }
 
     std::vector<BulkRowError> InsertBatch(const std::vector<Row>& rows) override {
@@ -231,7 +237,12 @@ public:
         } catch (const qlException&) {
         }
         try {
-            execute(rows, 0, rows.size());
+            if (m_singleRows) {
+                for (size_t i = 0; i < rows.size(); ++i)
+                    execute(rows, i, 1);
+            } else {
+                execute(rows, 0, rows.size());
+            }
             if (own)
                 m_connection.CommitTrans();
             return refused;
@@ -252,6 +263,15 @@ public:
     }
 
 private:
+    QString DriverName() const {
+        SQLWCHAR name[256] = {0};
+        SQLSMALLINT length = 0;
+        SQLHDBC dbc = m_connection.NativeHandle(kSource);
+        if (!SQL_SUCCEEDED(SQLGetInfoW(dbc, SQL_DRIVER_NAME, name, sizeof(name), &length)))
+            return QString();
+        return FromSqlWChar(name, length / static_cast<SQLSMALLINT>(sizeof(SQLWCHAR)));
+    }
+
     void rollback() noexcept {
         try {
             m_connection.RollbackTrans();
@@ -305,6 +325,7 @@ private:
     std::vector<BulkInsertColumn> m_columns;
     std::vector<BindKind> m_kinds;
     QString m_sql;
+    bool m_singleRows = false;
 };
 
 // Any other connection: one parameterised statement per row, through the connection's commands.

@@ -55,12 +55,22 @@ private:
     QString m_log;
 };
 
+// The table's name as the catalog spells it: the structure file's names are upper case, and
+// servers that fold names to lower case find their catalog entries only under their own spelling.
+QString CatalogName(IDbConnection& connection, const QString& sTable) {
+    for (const CatalogTable& table : connection.Tables()) {
+        if (table.Name.compare(sTable, Qt::CaseInsensitive) == 0)
+            return table.Name;
+    }
+    return sTable;
+}
+
 QString UnknownTable(const QString& sTable) {
     return QStringLiteral("Invalid object name '%1'.").arg(sTable);
 }
 
 bool FormatPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connection) {
-    const std::vector<CatalogColumn> columns = connection.Columns(job.Table);
+    const std::vector<CatalogColumn> columns = connection.Columns(CatalogName(connection, job.Table));
     if (columns.empty()) {
         report.error(UnknownTable(job.Table));
         return true;
@@ -89,8 +99,8 @@ void AdjustFormatTerminators(const QString& sFormatFile, const QString& sField, 
 bool OutPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connection) {
     std::shared_ptr<Recordset> rs;
     try {
-        rs = connection.OpenRecordset(QStringLiteral("SELECT * FROM ") + job.Table, ado::adOpenStatic,
-                                      ado::adLockReadOnly, ado::adOptionUnspecified);
+        rs = connection.OpenRecordset(QStringLiteral("SELECT * FROM ") + CatalogName(connection, job.Table),
+                                      ado::adOpenStatic, ado::adLockReadOnly, ado::adOptionUnspecified);
     } catch (const qlException& e) {
         report.error(e.description());
         return true;
@@ -244,7 +254,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
         report.error(QStringLiteral("Unable to open host data-file"));
         return true;
     }
-    const std::vector<CatalogColumn> catalog = connection.Columns(job.Table);
+    const QString table = CatalogName(connection, job.Table);
+    const std::vector<CatalogColumn> catalog = connection.Columns(table);
     if (catalog.empty()) {
         report.error(UnknownTable(job.Table));
         return true;
@@ -270,7 +281,7 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
     const std::vector<QStringList> rows =
         SplitBulkData(DecodeBulkData(dataFile.readAll()), terminators, &why);
     report.line(QStringLiteral("Starting copy..."));
-    std::unique_ptr<IBulkInsert> insert = CreateBulkInsert(connection, job.Table, columns);
+    std::unique_ptr<IBulkInsert> insert = CreateBulkInsert(connection, table, columns);
     int64_t copied = 0;
     std::vector<Row> batch;
     std::vector<int64_t> batchRows; // the file's row number of each row of the batch
