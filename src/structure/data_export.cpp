@@ -21,7 +21,8 @@ const QString kClass = QStringLiteral("qlDatabase");
 const QString kBoxTitle = QStringLiteral("Tavoleno Mirando");
 
 QString SeeErrorFile(const QString& sErrorFile) {
-    return QStringLiteral("\r\nPer ulteriori informazioni consultare il file \"") + sErrorFile + QStringLiteral("\".");
+    return QStringLiteral("\r\nPer ulteriori informazioni consultare il file \"") + sErrorFile +
+           QStringLiteral("\".");
 }
 
 // The text of a value in the file: Null and the bit words are keywords, binary data is written as
@@ -69,9 +70,9 @@ void WriteTextFile(const QString& sFile, const QString& sText) {
 
 } // namespace
 
-QDomElement qlDatabase::GetXmlDataTable(const QString& sTableName, QString* sReplace, const QString& sReplaceWith,
-                                        const QString& sDataQuery, IProgressBar* objProgressbar,
-                                        const QString& sDataPrefix) {
+QDomElement qlDatabase::GetXmlDataTable(const QString& sTableName, QString* sReplace,
+                                        const QString& sReplaceWith, const QString& sDataQuery,
+                                        IProgressBar* objProgressbar, const QString& sDataPrefix) {
     Q_UNUSED(sDataPrefix);
     ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, QStringLiteral("GetXmlDataTable"));
     rule.setAfterDecision([this] { DoEvents(); });
@@ -112,7 +113,8 @@ QDomElement qlDatabase::GetXmlDataTable(const QString& sTableName, QString* sRep
             if (found == nullptr)
                 return;
             const qsizetype from = sDataQuery.indexOf(QLatin1String("FROM"), 0, Qt::CaseInsensitive);
-            const auto count = conn.ExecuteWC(QStringLiteral("SELECT COUNT(*) AS MAX ") + sDataQuery.mid(from));
+            const auto count =
+                conn.ExecuteWC(QStringLiteral("SELECT COUNT(*) AS MAX ") + sDataQuery.mid(from));
             const int32_t total = count && count->State() != ado::adStateClosed && !count->IsEOF()
                                       ? ToLong(count->Value(0))
                                       : 0;
@@ -150,7 +152,8 @@ QDomElement qlDatabase::GetXmlDataTable(const QString& sTableName, QString* sRep
                 if (types[static_cast<size_t>(i)] == ql_eDataType::TypeNotSupported)
                     continue;
                 QDomElement field = factory.createElement(QStringLiteral("Field"));
-                field.appendChild(TextElement(factory, QStringLiteral("FieldName"), rs->FieldInfos()[i].Name));
+                field.appendChild(
+                    TextElement(factory, QStringLiteral("FieldName"), rs->FieldInfos()[i].Name));
                 field.appendChild(TextElement(factory, QStringLiteral("Value"),
                                               XmlValueText(rs->Value(i), types[static_cast<size_t>(i)])));
                 record.appendChild(field);
@@ -182,14 +185,16 @@ QDomElement qlDatabase::GetXmlDataTable(const QString& sTableName, QString* sRep
             failed = true;
         };
         if (!RunBulkCopy(job, login, mode, *conn.ADODBConnection(), &ui)) {
-            box(QStringLiteral("Si sono verificati errori durante l'eseguzione del comando \"bcp.exe\" per la "
-                               "creazione del file di formato della tabella \"") +
+            box(QStringLiteral(
+                    "Si sono verificati errori durante l'eseguzione del comando \"bcp.exe\" per la "
+                    "creazione del file di formato della tabella \"") +
                 name + QStringLiteral("\"."));
             return;
         }
         WriteTextFile(files.Output, BulkCopyCommand(job, login));
         if (!QFileInfo::exists(files.Format)) {
-            box(QStringLiteral("Si sono verificati errori durante la creazione del file di formato della tabella \"") +
+            box(QStringLiteral(
+                    "Si sono verificati errori durante la creazione del file di formato della tabella \"") +
                 name + QStringLiteral("\".") + SeeErrorFile(files.Error));
             return;
         }
@@ -198,14 +203,16 @@ QDomElement qlDatabase::GetXmlDataTable(const QString& sTableName, QString* sRep
         DeleteFiles({files.Data, files.Output, files.Log, files.Error});
         job.Pass = BulkCopyPass::Out;
         if (!RunBulkCopy(job, login, mode, *conn.ADODBConnection(), &ui)) {
-            box(QStringLiteral("Si sono verificati errori durante l'eseguzione del comando \"bcp.exe\" per la "
-                               "creazione del file di dati della tabella \"") +
+            box(QStringLiteral(
+                    "Si sono verificati errori durante l'eseguzione del comando \"bcp.exe\" per la "
+                    "creazione del file di dati della tabella \"") +
                 name + QStringLiteral("\"."));
             return;
         }
         WriteTextFile(files.Output, BulkCopyCommand(job, login));
         if (!QFileInfo::exists(files.Data)) {
-            box(QStringLiteral("Si sono verificati errori durante la creazione del file di dati della tabella \"") +
+            box(QStringLiteral(
+                    "Si sono verificati errori durante la creazione del file di dati della tabella \"") +
                 name + QStringLiteral("\".") + SeeErrorFile(files.Error));
             return;
         }

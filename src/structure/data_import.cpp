@@ -28,7 +28,8 @@ bool KeptColumn(const QString& sTable, const QString& sColumn) {
         {QStringLiteral("CAU_MOV"), {QStringLiteral("CMDES")}},
         {QStringLiteral("ART_DEC"),
          {QStringLiteral("ACCAP"), QStringLiteral("ACTYP"), QStringLiteral("ACSEQ"), QStringLiteral("ACMAX"),
-          QStringLiteral("ACMIN"), QStringLiteral("ACDEC"), QStringLiteral("ACREQ"), QStringLiteral("ACHFL")}},
+          QStringLiteral("ACMIN"), QStringLiteral("ACDEC"), QStringLiteral("ACREQ"),
+          QStringLiteral("ACHFL")}},
         {QStringLiteral("SYS_RUL"), {QStringLiteral("RUDES"), QStringLiteral("RUDET")}},
         {QStringLiteral("TAB_CAU"), {QStringLiteral("CADES"), QStringLiteral("CADET")}},
         {QStringLiteral("TAB_CCT"), {QStringLiteral("CADES"), QStringLiteral("CACAU")}},
@@ -38,7 +39,8 @@ bool KeptColumn(const QString& sTable, const QString& sColumn) {
         {QStringLiteral("SYS_REP"),
          {QStringLiteral("RSDES"), QStringLiteral("RSNOT"), QStringLiteral("RSNO2"), QStringLiteral("RSATT"),
           QStringLiteral("RSWUS"), QStringLiteral("RSWHS"), QStringLiteral("RSPRI"), QStringLiteral("RSGRG"),
-          QStringLiteral("RSSAV"), QStringLiteral("RSTAT"), QStringLiteral("RSFAT"), QStringLiteral("RSEAP")}},
+          QStringLiteral("RSSAV"), QStringLiteral("RSTAT"), QStringLiteral("RSFAT"),
+          QStringLiteral("RSEAP")}},
         {QStringLiteral("SYS_TSK"),
          {QStringLiteral("TSAZI"), QStringLiteral("TSTIP"), QStringLiteral("TSKAT"), QStringLiteral("TSOUT"),
           QStringLiteral("TSDES"), QStringLiteral("TSDST"), QStringLiteral("TSORD")}},
@@ -63,7 +65,8 @@ bool OpenToDeleting(const QString& sTable) {
 }
 
 QString SeeErrorFile(const QString& sErrorFile) {
-    return QStringLiteral("\r\nPer ulteriori informazioni consultare il file \"") + sErrorFile + QStringLiteral("\".");
+    return QStringLiteral("\r\nPer ulteriori informazioni consultare il file \"") + sErrorFile +
+           QStringLiteral("\".");
 }
 
 void StartBar(IProgressBar* bar, int count) {
@@ -118,7 +121,8 @@ bool qlDatabase::ReadXmlDataTable(const QString& sXmlStructureFile, QString* sOn
         QString target = fileName;
         if (!sReplaceWith.isEmpty()) {
             name = QString(fileName).remove(QString::fromUtf16(kFirmMarker), Qt::CaseInsensitive);
-            target = QString(fileName).replace(QString::fromUtf16(kFirmMarker), sReplaceWith, Qt::CaseInsensitive);
+            target =
+                QString(fileName).replace(QString::fromUtf16(kFirmMarker), sReplaceWith, Qt::CaseInsensitive);
         }
         if (!only.isEmpty() && only.compare(name, Qt::CaseInsensitive) != 0)
             continue;
@@ -168,9 +172,10 @@ bool qlDatabase::ReadXmlDataTable(const QString& sXmlStructureFile, QString* sOn
         bool done = true;
         if (!rule.run([&] {
                 done = bulk ? ImportDataBulk(fileName, target, expected)
-                            : ImportDataRecords(content, target, QString(name).remove(QString::fromUtf16(kFirmMarker),
-                                                                                      Qt::CaseInsensitive),
-                                                emptied && filter.isEmpty(), objProgressbar);
+                            : ImportDataRecords(
+                                  content, target,
+                                  QString(name).remove(QString::fromUtf16(kFirmMarker), Qt::CaseInsensitive),
+                                  emptied && filter.isEmpty(), objProgressbar);
             }))
             return false;
         bOk = bOk && done;
@@ -245,10 +250,10 @@ bool qlDatabase::ImportDataRecords(const QDomNode& records, const QString& sTabl
             condition.clear();
         QString statement = insert.MakeQuery(ql_eQueryType::Insert);
         if (!condition.isEmpty()) {
-            statement = QStringLiteral("IF EXISTS (") + kCrLf + QStringLiteral("SELECT * FROM ") + sTable + kCrLf +
-                        QStringLiteral("WHERE ") + condition + QLatin1Char(')') + kCrLf +
-                        update.MakeQuery(ql_eQueryType::Update) + kCrLf + QStringLiteral("WHERE ") + condition +
-                        kCrLf + QStringLiteral(" ELSE") + kCrLf + statement;
+            statement = QStringLiteral("IF EXISTS (") + kCrLf + QStringLiteral("SELECT * FROM ") + sTable +
+                        kCrLf + QStringLiteral("WHERE ") + condition + QLatin1Char(')') + kCrLf +
+                        update.MakeQuery(ql_eQueryType::Update) + kCrLf + QStringLiteral("WHERE ") +
+                        condition + kCrLf + QStringLiteral(" ELSE") + kCrLf + statement;
         }
         bool bError = false;
         QString sError;
@@ -263,8 +268,9 @@ bool qlDatabase::ImportDataRecords(const QDomNode& records, const QString& sTabl
             bOk = false;
         }
         if (objProgressbar != nullptr)
-            objProgressbar->setValue(objProgressbar->Value() + 1 < objProgressbar->Max() ? objProgressbar->Value() + 1
-                                                                                       : objProgressbar->Max());
+            objProgressbar->setValue(objProgressbar->Value() + 1 < objProgressbar->Max()
+                                         ? objProgressbar->Value() + 1
+                                         : objProgressbar->Max());
     }
     if (objProgressbar != nullptr && count >= 1)
         objProgressbar->setVisible(false);
@@ -280,7 +286,9 @@ bool qlDatabase::ImportDataBulk(const QString& sBaseName, const QString& sTable,
     const BulkCopyLogin login{conn.Server(),   conn.DatabaseName(),      conn.User(),
                               conn.Password(), conn.NetworkCredential(), conn.BulkCopyVersion()};
     const BulkCopyJob job{BulkCopyPass::In, sTable, files.Data, files.Format, files.Error, files.Log};
-    auto box = [&](const QString& text) { ui.MessageBox(text, MsgButtons::OK, MsgIcon::Exclamation, kBoxTitle); };
+    auto box = [&](const QString& text) {
+        ui.MessageBox(text, MsgButtons::OK, MsgIcon::Exclamation, kBoxTitle);
+    };
     bool bOk = true;
     if (!RunBulkCopy(job, login, conn.BulkCopyMode(), *conn.ADODBConnection(), &ui)) {
         box(QStringLiteral("Si sono verificati errori durante l'eseguzione del comando \"bcp.exe\" per "
@@ -294,7 +302,8 @@ bool qlDatabase::ImportDataBulk(const QString& sBaseName, const QString& sTable,
         bOk = false;
     }
     const auto rs = conn.ExecuteWC(QStringLiteral("SELECT COUNT(*) FROM ") + sTable);
-    const int64_t found = rs && rs->State() != ado::adStateClosed && !rs->IsEOF() ? rs->Value(0).toLongLong() : 0;
+    const int64_t found =
+        rs && rs->State() != ado::adStateClosed && !rs->IsEOF() ? rs->Value(0).toLongLong() : 0;
     if (found != lExpected) {
         // The files stay for whoever looks into the difference.
         box(QStringLiteral("Il numero di record importati non corrisponde. Da importare: ") +

@@ -25,7 +25,8 @@ bool LeftOutOfCopy(ql_eDataType type, bool bAutoIncrement) {
 bool qlDatabase::ImportTable(const QString& sSourcePrefixAzienda, const QString& sTargetPrefixAzienda,
                              const QString& sTableName, bool bRewrite, const QString& sDataQuery,
                              IProgressBar* objProgressbar) {
-    ErrorRule rule(ErrorKind::Report, m_errors.get(), QStringLiteral("qlDatabase"), QStringLiteral("ImportTable"));
+    ErrorRule rule(ErrorKind::Report, m_errors.get(), QStringLiteral("qlDatabase"),
+                   QStringLiteral("ImportTable"));
     rule.setAfterDecision([this] { DoEvents(); });
     bool bErrors = false;
     std::optional<BusyPointer> busy;
@@ -107,8 +108,8 @@ bool qlDatabase::ImportTable(const QString& sSourcePrefixAzienda, const QString&
             if (condition.isEmpty()) {
                 statement = insert.MakeQuery(ql_eQueryType::Insert);
             } else if (bRewrite) {
-                statement = QStringLiteral("IF EXISTS (") + kCrLf + QStringLiteral("SELECT * FROM ") + target +
-                            kCrLf + QStringLiteral("WHERE ") + condition + QLatin1Char(')') + kCrLf +
+                statement = QStringLiteral("IF EXISTS (") + kCrLf + QStringLiteral("SELECT * FROM ") +
+                            target + kCrLf + QStringLiteral("WHERE ") + condition + QLatin1Char(')') + kCrLf +
                             update.MakeQuery(ql_eQueryType::Update) + kCrLf + QStringLiteral("WHERE ") +
                             condition + kCrLf + QStringLiteral(" ELSE") + kCrLf +
                             insert.MakeQuery(ql_eQueryType::Insert);

@@ -100,10 +100,12 @@ ColumnArray FillColumn(BindKind kind, const std::vector<Row>& rows, size_t first
         a.CType = SQL_C_BIT, a.SqlType = SQL_BIT, a.ColumnSize = 1, a.Width = sizeof(unsigned char);
         break;
     case BindKind::Date:
-        a.CType = SQL_C_TYPE_DATE, a.SqlType = SQL_TYPE_DATE, a.ColumnSize = 10, a.Width = sizeof(SQL_DATE_STRUCT);
+        a.CType = SQL_C_TYPE_DATE, a.SqlType = SQL_TYPE_DATE, a.ColumnSize = 10,
+        a.Width = sizeof(SQL_DATE_STRUCT);
         break;
     case BindKind::Time:
-        a.CType = SQL_C_TYPE_TIME, a.SqlType = SQL_TYPE_TIME, a.ColumnSize = 8, a.Width = sizeof(SQL_TIME_STRUCT);
+        a.CType = SQL_C_TYPE_TIME, a.SqlType = SQL_TYPE_TIME, a.ColumnSize = 8,
+        a.Width = sizeof(SQL_TIME_STRUCT);
         break;
     case BindKind::Timestamp:
         a.CType = SQL_C_TYPE_TIMESTAMP, a.SqlType = SQL_TYPE_TIMESTAMP, a.ColumnSize = 23, a.Digits = 3;
@@ -161,14 +163,16 @@ ColumnArray FillColumn(BindKind kind, const std::vector<Row>& rows, size_t first
             break;
         case BindKind::Date: {
             const QDate d = v.toDate();
-            Put(a, i, SQL_DATE_STRUCT{static_cast<SQLSMALLINT>(d.year()), static_cast<SQLUSMALLINT>(d.month()),
-                                      static_cast<SQLUSMALLINT>(d.day())});
+            Put(a, i,
+                SQL_DATE_STRUCT{static_cast<SQLSMALLINT>(d.year()), static_cast<SQLUSMALLINT>(d.month()),
+                                static_cast<SQLUSMALLINT>(d.day())});
             break;
         }
         case BindKind::Time: {
             const QTime t = v.toTime();
-            Put(a, i, SQL_TIME_STRUCT{static_cast<SQLUSMALLINT>(t.hour()), static_cast<SQLUSMALLINT>(t.minute()),
-                                      static_cast<SQLUSMALLINT>(t.second())});
+            Put(a, i,
+                SQL_TIME_STRUCT{static_cast<SQLUSMALLINT>(t.hour()), static_cast<SQLUSMALLINT>(t.minute()),
+                                static_cast<SQLUSMALLINT>(t.second())});
             break;
         }
         case BindKind::Timestamp: {
@@ -178,7 +182,8 @@ ColumnArray FillColumn(BindKind kind, const std::vector<Row>& rows, size_t first
             Put(a, i,
                 SQL_TIMESTAMP_STRUCT{static_cast<SQLSMALLINT>(d.year()), static_cast<SQLUSMALLINT>(d.month()),
                                      static_cast<SQLUSMALLINT>(d.day()), static_cast<SQLUSMALLINT>(t.hour()),
-                                     static_cast<SQLUSMALLINT>(t.minute()), static_cast<SQLUSMALLINT>(t.second()),
+                                     static_cast<SQLUSMALLINT>(t.minute()),
+                                     static_cast<SQLUSMALLINT>(t.second()),
                                      static_cast<SQLUINTEGER>(t.msec()) * 1000000u});
             break;
         }
@@ -209,8 +214,14 @@ class OdbcBulkInsert : public IBulkInsert {
 public:
     OdbcBulkInsert(OdbcConnection& connection, const QString& sTable, std::vector<BulkInsertColumn> columns)
         : m_connection(connection), m_columns(std::move(columns)), m_sql(InsertText(sTable, m_columns)) {
-        for (const BulkInsertColumn& c : m_columns)
+        bool binary = false;
+        for (const BulkInsertColumn& c : m_columns) {
             m_kinds.push_back(KindOf(c.Type));
+            binary = binary || m_kinds.back() == BindKind::Binary;
+        }
+        // The SQLite driver reads the length of a binary parameter once for a whole array: with
+        // binary columns its batches go one row per execution, still one transaction per batch.
+        m_singleRows = binary && DriverName().contains(QLatin1String("sqlite"), Qt::CaseInsensitive);
     }
 
     std::vector<BulkRowError> InsertBatch(const std::vector<Row>& rows) override {
@@ -226,7 +237,12 @@ public:
         } catch (const qlException&) {
         }
         try {
-            execute(rows, 0, rows.size());
+            if (m_singleRows) {
+                for (size_t i = 0; i < rows.size(); ++i)
+                    execute(rows, i, 1);
+            } else {
+                execute(rows, 0, rows.size());
+            }
             if (own)
                 m_connection.CommitTrans();
             return refused;
@@ -247,6 +263,15 @@ public:
     }
 
 private:
+    QString DriverName() const {
+        SQLWCHAR name[256] = {0};
+        SQLSMALLINT length = 0;
+        SQLHDBC dbc = m_connection.NativeHandle(kSource);
+        if (!SQL_SUCCEEDED(SQLGetInfoW(dbc, SQL_DRIVER_NAME, name, sizeof(name), &length)))
+            return QString();
+        return FromSqlWChar(name, length / static_cast<SQLSMALLINT>(sizeof(SQLWCHAR)));
+    }
+
     void rollback() noexcept {
         try {
             m_connection.RollbackTrans();
@@ -266,7 +291,8 @@ private:
         auto setAttr = [&](SQLINTEGER attr, SQLPOINTER value) {
             OdbcCheck(SQLSetStmtAttrW(stmt.get(), attr, value, 0), SQL_HANDLE_STMT, stmt.get(), site);
         };
-        setAttr(SQL_ATTR_PARAM_BIND_TYPE, reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(SQL_PARAM_BIND_BY_COLUMN)));
+        setAttr(SQL_ATTR_PARAM_BIND_TYPE,
+                reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(SQL_PARAM_BIND_BY_COLUMN)));
         setAttr(SQL_ATTR_PARAMSET_SIZE, reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(count)));
         setAttr(SQL_ATTR_PARAM_STATUS_PTR, statuses.data());
         setAttr(SQL_ATTR_PARAMS_PROCESSED_PTR, &processed);
@@ -299,6 +325,7 @@ private:
     std::vector<BulkInsertColumn> m_columns;
     std::vector<BindKind> m_kinds;
     QString m_sql;
+    bool m_singleRows = false;
 };
 
 // Any other connection: one parameterised statement per row, through the connection's commands.
@@ -310,8 +337,8 @@ public:
     std::vector<BulkRowError> InsertBatch(const std::vector<Row>& rows) override {
         std::vector<BulkRowError> refused;
         for (size_t i = 0; i < rows.size(); ++i) {
-            Command command{.CommandText = m_sql, .CommandType = ado::adCmdText, .CommandTimeout = 0,
-                            .Parameters = {}};
+            Command command{
+                .CommandText = m_sql, .CommandType = ado::adCmdText, .CommandTimeout = 0, .Parameters = {}};
             for (size_t c = 0; c < m_columns.size(); ++c)
                 command.Parameters.push_back(
                     Parameter{m_columns[c].Name, m_columns[c].Type, ado::adParamInput, 0, rows[i][c]});

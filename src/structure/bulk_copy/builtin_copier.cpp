@@ -38,7 +38,9 @@ public:
         if (m_mode == 2)
             WriteFile(m_job.LogFile, m_log.toUtf8());
     }
-    void error(const QString& sMessage) { m_errors += QStringLiteral("#@ ") + sMessage + QStringLiteral(" @#\n"); }
+    void error(const QString& sMessage) {
+        m_errors += QStringLiteral("#@ ") + sMessage + QStringLiteral(" @#\n");
+    }
     void rowError(int64_t row, const QString& sMessage, const QString& sRowText) {
         error(QStringLiteral("Row %1: %2").arg(row).arg(sMessage));
         m_errors += sRowText + QLatin1Char('\n');
@@ -53,12 +55,22 @@ private:
     QString m_log;
 };
 
+// The table's name as the catalog spells it: the structure file's names are upper case, and
+// servers that fold names to lower case find their catalog entries only under their own spelling.
+QString CatalogName(IDbConnection& connection, const QString& sTable) {
+    for (const CatalogTable& table : connection.Tables()) {
+        if (table.Name.compare(sTable, Qt::CaseInsensitive) == 0)
+            return table.Name;
+    }
+    return sTable;
+}
+
 QString UnknownTable(const QString& sTable) {
     return QStringLiteral("Invalid object name '%1'.").arg(sTable);
 }
 
 bool FormatPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connection) {
-    const std::vector<CatalogColumn> columns = connection.Columns(job.Table);
+    const std::vector<CatalogColumn> columns = connection.Columns(CatalogName(connection, job.Table));
     if (columns.empty()) {
         report.error(UnknownTable(job.Table));
         return true;
@@ -87,8 +99,8 @@ void AdjustFormatTerminators(const QString& sFormatFile, const QString& sField, 
 bool OutPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connection) {
     std::shared_ptr<Recordset> rs;
     try {
-        rs = connection.OpenRecordset(QStringLiteral("SELECT * FROM ") + job.Table, ado::adOpenStatic,
-                                      ado::adLockReadOnly, ado::adOptionUnspecified);
+        rs = connection.OpenRecordset(QStringLiteral("SELECT * FROM ") + CatalogName(connection, job.Table),
+                                      ado::adOpenStatic, ado::adLockReadOnly, ado::adOptionUnspecified);
     } catch (const qlException& e) {
         report.error(e.description());
         return true;
@@ -242,7 +254,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
         report.error(QStringLiteral("Unable to open host data-file"));
         return true;
     }
-    const std::vector<CatalogColumn> catalog = connection.Columns(job.Table);
+    const QString table = CatalogName(connection, job.Table);
+    const std::vector<CatalogColumn> catalog = connection.Columns(table);
     if (catalog.empty()) {
         report.error(UnknownTable(job.Table));
         return true;
@@ -265,9 +278,10 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
         hostField.push_back(static_cast<int>(i));
         kinds.push_back(KindOf(target.Type));
     }
-    const std::vector<QStringList> rows = SplitBulkData(DecodeBulkData(dataFile.readAll()), terminators, &why);
+    const std::vector<QStringList> rows =
+        SplitBulkData(DecodeBulkData(dataFile.readAll()), terminators, &why);
     report.line(QStringLiteral("Starting copy..."));
-    std::unique_ptr<IBulkInsert> insert = CreateBulkInsert(connection, job.Table, columns);
+    std::unique_ptr<IBulkInsert> insert = CreateBulkInsert(connection, table, columns);
     int64_t copied = 0;
     std::vector<Row> batch;
     std::vector<int64_t> batchRows; // the file's row number of each row of the batch
@@ -278,7 +292,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
         copied += static_cast<int64_t>(batch.size() - refused.size());
         for (const BulkRowError& e : refused) {
             const int64_t fileRow = batchRows[static_cast<size_t>(e.Row)];
-            report.rowError(fileRow, e.Message, rows[static_cast<size_t>(fileRow - 1)].join(QLatin1Char('\t')));
+            report.rowError(fileRow, e.Message,
+                            rows[static_cast<size_t>(fileRow - 1)].join(QLatin1Char('\t')));
         }
         batch.clear();
         batchRows.clear();
@@ -292,7 +307,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
                 const QString& text = rows[r].at(hostField[c]);
                 QVariant v = FieldValue(text, kinds[c]);
                 if (!v.isValid())
-                    bad = QStringLiteral("Column %1: Invalid character value for cast specification").arg(c + 1);
+                    bad = QStringLiteral("Column %1: Invalid character value for cast specification")
+                              .arg(c + 1);
                 values.push_back(std::move(v));
             }
             if (!bad.isEmpty()) {

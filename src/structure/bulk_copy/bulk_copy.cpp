@@ -34,11 +34,12 @@ QString ShellWord(const QString& s) {
 QString BulkCopyCommand(const BulkCopyJob& job, const BulkCopyLogin& login) {
     const QString credentials = login.NetworkCredential
                                     ? QStringLiteral(" -S") + login.Server + QStringLiteral(" -T")
-                                    : QStringLiteral(" -S") + login.Server + QStringLiteral(" -U") + login.User +
-                                          QStringLiteral(" -P") + login.Password;
+                                    : QStringLiteral(" -S") + login.Server + QStringLiteral(" -U") +
+                                          login.User + QStringLiteral(" -P") + login.Password;
     const QString tail = credentials + QStringLiteral(" -V") + QString::number(login.Version) +
                          QStringLiteral(" -e ") + Quoted(job.ErrorFile);
-    const QString head = QStringLiteral("bcp ") + Quoted(login.Database + QStringLiteral(".dbo.") + job.Table);
+    const QString head =
+        QStringLiteral("bcp ") + Quoted(login.Database + QStringLiteral(".dbo.") + job.Table);
     const QString wide = QStringLiteral(" -w -t \\t -r \\n");
     switch (job.Pass) {
     case BulkCopyPass::Format:
@@ -48,8 +49,8 @@ QString BulkCopyCommand(const BulkCopyJob& job, const BulkCopyLogin& login) {
     case BulkCopyPass::In:
         break;
     }
-    return head + QStringLiteral(" in ") + Quoted(job.DataFile) + QStringLiteral(" -f ") + Quoted(job.FormatFile) +
-           tail;
+    return head + QStringLiteral(" in ") + Quoted(job.DataFile) + QStringLiteral(" -f ") +
+           Quoted(job.FormatFile) + tail;
 }
 
 DataSideFiles SideFilesFor(const QString& sBaseName, const QString& sPathXML) {
@@ -80,7 +81,8 @@ QString BulkCopyProgram() {
     return QStandardPaths::findExecutable(QStringLiteral("bcp"));
 }
 
-QString BulkCopyScript(const QString& sCommand, int32_t iMode, const QString& sLogFile, const QString& sProgram) {
+QString BulkCopyScript(const QString& sCommand, int32_t iMode, const QString& sLogFile,
+                       const QString& sProgram) {
     QString script = QStringLiteral("#!/bin/sh\n");
     // The line keeps its own words; the word bcp reaches the chosen program through a function.
     if (!sProgram.isEmpty() && sProgram != QLatin1String("bcp"))
@@ -115,12 +117,12 @@ bool RunScript(const QString& sScript, int32_t iMode, IHostServices* pHost) {
     const QString terminal = QStandardPaths::findExecutable(QStringLiteral("xterm"));
     if (visible && !terminal.isEmpty() && !qEnvironmentVariableIsEmpty("DISPLAY")) {
         // A window of its own, so the user reads the program's answer before the pause lets go.
-        result = RunProcess(terminal, {QStringLiteral("-e"), QStringLiteral("/bin/sh"), file.fileName()}, true,
-                            kWindowNormal, 0, pHost);
+        result = RunProcess(terminal, {QStringLiteral("-e"), QStringLiteral("/bin/sh"), file.fileName()},
+                            true, kWindowNormal, 0, pHost);
         return result.Started && result.Finished && !result.Crashed;
     }
-    result = RunProcess(QStringLiteral("/bin/sh"), {file.fileName()}, true, visible ? kWindowNormal : kWindowHidden,
-                        0, pHost);
+    result = RunProcess(QStringLiteral("/bin/sh"), {file.fileName()}, true,
+                        visible ? kWindowNormal : kWindowHidden, 0, pHost);
     return result.Started && result.Finished && result.ExitCode == 0;
 }
 

@@ -54,7 +54,8 @@ QString BulkCopyProgram();
 // The script that stands for the command line: the line's words passed to the program exactly,
 // by iMode 1 alone, 2 with the program's output into sLogFile, any other followed by a pause.
 // sProgram other than a plain "bcp" is what the word bcp runs.
-QString BulkCopyScript(const QString& sCommand, int32_t iMode, const QString& sLogFile, const QString& sProgram);
+QString BulkCopyScript(const QString& sCommand, int32_t iMode, const QString& sLogFile,
+                       const QString& sProgram);
 
 // The side files of a table's data: data and format beside the structure file (sPathXML) or in the
 // product's "Db" folder; output, error and log always in the "Db" folder.

@@ -140,7 +140,8 @@ BulkFormat WideFormatFor(const std::vector<CatalogColumn>& columns) {
 }
 
 QString FormatFileText(const BulkFormat& format) {
-    QString text = format.Version + QLatin1Char('\n') + QString::number(format.Fields.size()) + QLatin1Char('\n');
+    QString text =
+        format.Version + QLatin1Char('\n') + QString::number(format.Fields.size()) + QLatin1Char('\n');
     for (const BulkFormatField& f : format.Fields) {
         text += QStringLiteral("%1       %2            %3       %4      \"%5\"    %6     %7   \"%8\"\n")
                     .arg(f.HostOrder)
@@ -188,7 +189,8 @@ std::optional<BulkFormat> ParseFormatFile(const QString& sText, QString* sError)
         if (!(okOrder && okPrefix && okLength && okServer))
             return fail(QStringLiteral("Line %1 of the format file cannot be read.").arg(i + 3));
         if (!TerminatorCharacters(f.Terminator))
-            return fail(QStringLiteral("Line %1 of the format file has a terminator that is not wide text.").arg(i + 3));
+            return fail(QStringLiteral("Line %1 of the format file has a terminator that is not wide text.")
+                            .arg(i + 3));
         format.Fields.push_back(f);
     }
     return format;
