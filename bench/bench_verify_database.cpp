@@ -37,6 +37,8 @@ public:
     void setCursorLocation(int32_t) override {}
     int32_t IsolationLevel() const override { return 0; }
     void setIsolationLevel(int32_t) override {}
+    int32_t CommandTimeout() const override { return 30; }
+    void setCommandTimeout(int32_t) override {}
     void Open() override {}
     void Close() override {}
     void Cancel() override {}
