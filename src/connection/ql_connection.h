@@ -289,7 +289,7 @@ private:
     bool m_autoReconnect = false;
     bool m_locked = false;
     bool m_readUncommitted = false;
-    int32_t m_commandTimeout = 30;
+    int32_t m_commandTimeout = kDefaultCommandTimeout;
     QString m_fieldDelimiterStart;
     QString m_fieldDelimiterEnd;
     // ---- Catalog and record services ------------------------------------------------------

@@ -1,81 +1,65 @@
 // SQL Server behaviour against a real server: transactions the SQL way, GO-separated scripts run
-// through sp_executesql, stored procedures with parameters, the read-uncommitted prefix and the
-// catalog reads. SQL Server cannot run on this platform, so the suite runs only when
-// QLDB_TEST_MSSQL holds an ODBC connection string to one (for example
-// "DRIVER=FreeTDS;SERVER=host;PORT=1433;UID=sa;PWD=...;TDS_Version=7.4"). It creates its own
-// database and drops it afterwards.
-#include "connection/ql_connection.h"
+// through sp_executesql, stored procedures with parameters, the read-uncommitted prefix, computed
+// defaults and the catalog reads. The suite runs when QLDB_TEST_MSSQL names a server (see
+// mssql_live_fixture.h) and says that it skipped otherwise.
+#include "live/mssql_live_fixture.h"
 #include "platform/tools/conversions.h"
 #include "sql/ql_query_constructor.h"
+#include "support/scripted_connection.h"
 
-#include <QCoreApplication>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <memory>
-
-namespace qldb {
+namespace qldb::test {
 namespace {
 
-QString ServerString() {
-    const char* value = std::getenv("QLDB_TEST_MSSQL");
-    return value ? QString::fromLocal8Bit(value) : QString();
+// The one part of the suite that runs without a server: what a host would set, read from the
+// string that names the server.
+TEST(MsSqlLiveFixture, ReadFromTheConnectionString) {
+    const MsSqlServerSettings a = ParseMsSqlConnectionString(
+        "DRIVER={FreeTDS};SERVER=db.example;PORT=1433;UID=sa;PWD={se;cr}}et};TDS_Version=7.4");
+    EXPECT_EQ(QStringList({a.Server, a.User, a.Password, a.Driver, a.TdsVersion}).join('|'),
+              "db.example,1433|sa|se;cr}et|FreeTDS|7.4");
+    const MsSqlServerSettings b = ParseMsSqlConnectionString("Server=tcp:10.0.0.5,14330;uid=app;pwd=x");
+    EXPECT_EQ(QStringList({b.Server, b.User, b.Password, b.Driver}).join('|'), "10.0.0.5,14330|app|x|");
 }
 
-std::unique_ptr<qlConnection> Connect(const QString& sConnectionString) {
-    auto cn = std::make_unique<qlConnection>();
-    cn->setErrors(std::make_shared<HeadlessErrorService>(kDecisionLeave, kErrorModeRaise));
-    cn->setProviderType(ql_eProviderType::SQLServer);
-    cn->setConnectionString(sConnectionString);
-    cn->OpenConnection();
-    return cn;
+// A server that refuses the single-user switch, and a session that breaks, still lose the database.
+TEST(MsSqlLiveFixture, CleanUpDropsTheDatabaseWhateverFails) {
+    const auto session = [](std::shared_ptr<ScriptedConnection> db) {
+        auto cn = std::make_unique<qlConnection>();
+        cn->setErrors(std::make_shared<ScriptedErrorService>(kDecisionLeave, kErrorModeRaise));
+        cn->setHostServices(std::make_shared<ScriptedHostServices>());
+        cn->setADODBConnection(db);
+        db->setOpen(true);
+        return cn;
+    };
+    const QString alter = "ALTER DATABASE [qldb_live_1] SET SINGLE_USER WITH ROLLBACK IMMEDIATE";
+    const QString drop = "IF DB_ID(N'qldb_live_1') IS NOT NULL DROP DATABASE [qldb_live_1]";
+    auto master = std::make_shared<ScriptedConnection>(), fresh = std::make_shared<ScriptedConnection>();
+    master->fail(alter, kErrSyntax, "ALTER DATABASE statement not supported in this version of SQL Server.");
+    master->fail(drop, kErrGeneral, "Communication link failure");
+    auto cn = session(master);
+    EXPECT_EQ(DropTestDatabase(*cn, "qldb_live_1", [&] { return session(fresh); }), "");
+    EXPECT_EQ(master->statements(), QStringList({alter, drop}));
+    EXPECT_EQ(fresh->statements(), QStringList({drop}));
+
+    // A drop that fails everywhere is told, with the server's reason.
+    fresh->fail(drop, kErrGeneral, "Cannot drop database because it is currently in use.");
+    EXPECT_EQ(DropTestDatabase(*cn, "qldb_live_1", [&] { return session(fresh); }),
+              "Cannot drop database because it is currently in use.");
 }
 
-class MsSqlLive : public ::testing::Test {
-protected:
-    void SetUp() override {
-        const QString server = ServerString();
-        if (server.isEmpty())
-            GTEST_SKIP() << "QLDB_TEST_MSSQL is not set: the live SQL Server suite was skipped";
-        m_database = QStringLiteral("qldb_live_%1").arg(QCoreApplication::applicationPid());
-        m_master = Connect(server);
-        m_master->Execute(QStringLiteral("CREATE DATABASE ") + m_database);
-        m_cn = Connect(server + QStringLiteral(";DATABASE=") + m_database);
-    }
-
-    void TearDown() override {
-        if (m_cn)
-            m_cn->Finalize();
-        if (m_master) {
-            m_master->Execute(
-                QStringLiteral("ALTER DATABASE %1 SET SINGLE_USER WITH ROLLBACK IMMEDIATE").arg(m_database));
-            m_master->Execute(QStringLiteral("DROP DATABASE ") + m_database);
-            m_master->Finalize();
-        }
-    }
-
-    QVariant Scalar(const QString& sql) {
-        auto rs = m_cn->ExecuteWC(sql);
-        EXPECT_TRUE(rs && rs->State() == ado::adStateOpen) << sql.toStdString();
-        if (!rs || rs->State() != ado::adStateOpen || rs->IsEOF())
-            return {};
-        return rs->Value(0);
-    }
-
-    QString m_database;
-    std::unique_ptr<qlConnection> m_master;
-    std::unique_ptr<qlConnection> m_cn;
-};
+using MsSqlLive = MsSqlLiveTest;
 
 TEST_F(MsSqlLive, TransactionsTheSqlWayFollowTheServerCount) {
-    EXPECT_EQ(m_cn->BeginTrans(VB_FALSE), 1);
-    EXPECT_EQ(m_cn->BeginTrans(VB_FALSE, QStringLiteral("T1")), 2);
-    EXPECT_EQ(m_cn->TransactionCount(), 2);
-    EXPECT_EQ(m_cn->CommitTrans(VB_FALSE), 1);
-    EXPECT_EQ(m_cn->BeginTrans(VB_FALSE), 2);
+    EXPECT_EQ(cn().BeginTrans(VB_FALSE), 1);
+    EXPECT_EQ(cn().BeginTrans(VB_FALSE, QStringLiteral("T1")), 2);
+    EXPECT_EQ(cn().TransactionCount(), 2);
+    EXPECT_EQ(cn().CommitTrans(VB_FALSE), 1);
+    EXPECT_EQ(cn().BeginTrans(VB_FALSE), 2);
     // A rollback without a savepoint name ends every level at once.
-    EXPECT_EQ(m_cn->RollbackTrans(VB_FALSE), 0);
-    EXPECT_EQ(m_cn->TransactionCount(), 0);
+    EXPECT_EQ(cn().RollbackTrans(VB_FALSE), 0);
+    EXPECT_EQ(cn().TransactionCount(), 0);
 }
 
 TEST_F(MsSqlLive, ScriptsRunPieceByPieceAndProceduresTakeParameters) {
@@ -88,47 +72,85 @@ TEST_F(MsSqlLive, ScriptsRunPieceByPieceAndProceduresTakeParameters) {
                                           "GO\n"
                                           "CREATE VIEW LIVE_V AS SELECT A FROM LIVE_T\n");
     bool bError = true;
-    EXPECT_TRUE(m_cn->ExecuteScript(script, false, &bError));
+    EXPECT_TRUE(cn().ExecuteScript(script, false, &bError));
     EXPECT_FALSE(bError);
 
     qlQueryConstructor params;
     params.AddProcedureParam(QStringLiteral("@A"), 7, ql_eDataType::TypeInt);
     params.AddProcedureParam(QStringLiteral("@B"), QStringLiteral("O'Brien"),
                              ql_eDataType::TypeVarCharUnicode, 20);
-    m_cn->ExecuteSP(QStringLiteral("LIVE_ADD"), &params, &bError);
+    cn().ExecuteSP(QStringLiteral("LIVE_ADD"), &params, &bError);
     EXPECT_FALSE(bError);
-    EXPECT_EQ(ToLong(Scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_V WHERE A = 7"))), 1);
-    EXPECT_EQ(ToText(Scalar(QStringLiteral("SELECT B FROM LIVE_T"))), QStringLiteral("O'Brien"));
+    EXPECT_EQ(ToLong(scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_V WHERE A = 7"))), 1);
+    EXPECT_EQ(ToText(scalar(QStringLiteral("SELECT B FROM LIVE_T"))), QStringLiteral("O'Brien"));
 
     // The same call written as text runs as a batch of its own.
-    const QString call = m_cn->GetSP(QStringLiteral("LIVE_ADD"), &params);
-    m_cn->Execute(call, &bError);
+    const QString call = cn().GetSP(QStringLiteral("LIVE_ADD"), &params);
+    cn().Execute(call, &bError);
     EXPECT_FALSE(bError) << call.toStdString();
-    EXPECT_EQ(ToLong(Scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_T"))), 2);
+    EXPECT_EQ(ToLong(scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_T"))), 2);
 }
 
 TEST_F(MsSqlLive, ReadUncommittedPrefixAndCatalogReads) {
-    m_cn->setReadUncommitted(true);
-    EXPECT_EQ(ToLong(Scalar(QStringLiteral("   select 1 AS X"))), 1);
-    m_cn->setReadUncommitted(false);
+    cn().setReadUncommitted(true);
+    EXPECT_EQ(ToLong(scalar(QStringLiteral("   select 1 AS X"))), 1);
+    cn().setReadUncommitted(false);
 
-    m_cn->Execute(QStringLiteral("CREATE TABLE LIVE_K (ID INT NOT NULL PRIMARY KEY, C INT DEFAULT ((0)))"));
-    m_cn->Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_C ON LIVE_K (C)"));
-    EXPECT_EQ(m_cn->GetTableKeys(QStringLiteral("LIVE_K")), QStringLiteral("ID"));
-    EXPECT_EQ(m_cn->GetIndexes(QStringLiteral("LIVE_K")), QStringLiteral("IX_LIVE_K_C"));
-    m_cn->Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_COVER ON LIVE_K (C DESC) INCLUDE (ID)"));
+    cn().Execute(QStringLiteral("CREATE TABLE LIVE_K (ID INT NOT NULL PRIMARY KEY, C INT DEFAULT ((0)))"));
+    cn().Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_C ON LIVE_K (C)"));
+    EXPECT_EQ(cn().GetTableKeys(QStringLiteral("LIVE_K")), QStringLiteral("ID"));
+    EXPECT_EQ(cn().GetIndexes(QStringLiteral("LIVE_K")), QStringLiteral("IX_LIVE_K_C"));
+    cn().Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_COVER ON LIVE_K (C DESC) INCLUDE (ID)"));
     EXPECT_EQ(
-        m_cn->GetIndexCode(QStringLiteral("LIVE_K"), QStringLiteral("IX_LIVE_K_COVER")),
+        cn().GetIndexCode(QStringLiteral("LIVE_K"), QStringLiteral("IX_LIVE_K_COVER")),
         QStringLiteral("CREATE NONCLUSTERED INDEX IX_LIVE_K_COVER ON dbo.LIVE_K (C DESC)  INCLUDE (ID) "));
-    EXPECT_TRUE(m_cn->TableExist(QStringLiteral("LIVE_K")));
-    EXPECT_TRUE(m_cn->ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("C")));
-    EXPECT_FALSE(m_cn->ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("NOPE")));
-    EXPECT_EQ(m_cn->GetColumnAttribute(QStringLiteral("LIVE_K"), QStringLiteral("C"),
-                                       ql_eColumnAttribute::DefaultValue)
+    EXPECT_TRUE(cn().TableExist(QStringLiteral("LIVE_K")));
+    EXPECT_TRUE(cn().ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("C")));
+    EXPECT_FALSE(cn().ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("NOPE")));
+    EXPECT_EQ(cn().GetColumnAttribute(QStringLiteral("LIVE_K"), QStringLiteral("C"),
+                                      ql_eColumnAttribute::DefaultValue)
                   .toString(),
               QStringLiteral("(0)"));
-    EXPECT_FALSE(m_cn->CollectionName().isEmpty());
+    EXPECT_FALSE(cn().CollectionName().isEmpty());
+}
+
+// Date and GUID defaults the server computes, created through CreateTable; then a recordset read
+// under the read-uncommitted prefix writes back.
+TEST_F(MsSqlLive, ComputedDefaultsAndReadUncommittedWriteBack) {
+    qlQueryConstructor q;
+    q.SetTable(QStringLiteral("LIVE_D"));
+    q.AddField({.FieldName = "ID", .FieldType = ql_eDataType::TypeInt, .KeyField = true});
+    q.AddField({.FieldName = "D", .FieldType = ql_eDataType::TypeDateTime, .DefaultValue = "(getdate())"});
+    q.AddField({.FieldName = "G", .FieldType = ql_eDataType::TypeGUID, .DefaultValue = "(newid())"});
+    q.AddField({.FieldName = "C", .FieldType = ql_eDataType::TypeChar, .Size = 1, .DefaultValue = "('x')"});
+    q.AddField({.FieldName = "Q", .FieldType = ql_eDataType::TypeInt, .DefaultValue = "((0))"});
+    // The table alone; the column comments after it are no concern here.
+    const QString create = q.MakeQuery(ql_eQueryType::CreateTable).section(QStringLiteral(";\r\n"), 0, 0);
+    cn().Execute(create);
+    cn().Execute(QStringLiteral("INSERT INTO LIVE_D (ID) VALUES (1)"));
+    EXPECT_EQ(
+        ToLong(scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_D WHERE DATEDIFF(minute, D, getdate()) < 5 "
+                                     "AND G IS NOT NULL AND C = 'x' AND Q = 0"))),
+        1)
+        << create.toStdString();
+    EXPECT_EQ(cn().GetColumnAttribute(QStringLiteral("LIVE_D"), QStringLiteral("D"),
+                                      ql_eColumnAttribute::DefaultValue)
+                  .toString(),
+              QStringLiteral("(getdate())"));
+
+    cn().setReadUncommitted(true);
+    auto rs = cn().ExecuteWC(QStringLiteral("SELECT ID, C FROM LIVE_D"), ado::adLockOptimistic);
+    ASSERT_TRUE(rs && !rs->IsEOF());
+    rs->Fields("C").setValue(QStringLiteral("y"));
+    rs->Update();
+    rs->AddNew();
+    rs->Fields("ID").setValue(2);
+    rs->Update();
+    cn().setReadUncommitted(false);
+    EXPECT_EQ(ToLong(scalar(QStringLiteral(
+                  "SELECT COUNT(*) FROM LIVE_D WHERE (ID = 1 AND C = 'y') OR (ID = 2 AND C = 'x')"))),
+              2);
 }
 
 } // namespace
-} // namespace qldb
+} // namespace qldb::test

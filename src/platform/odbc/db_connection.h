@@ -13,6 +13,9 @@
 
 namespace qldb {
 
+// ADO's wait for a statement on a new connection, in seconds.
+inline constexpr int32_t kDefaultCommandTimeout = 30;
+
 struct CatalogTable {
     QString Name;
     // "TABLE", "VIEW", "SYSTEM TABLE" or "SYSTEM VIEW".

@@ -21,9 +21,6 @@ inline constexpr int32_t kErrTransactionExists = -2147168237; // 0x8004D013
 inline constexpr int32_t kErrNoTransaction = -2147168242;     // 0x8004D00E
 inline constexpr int32_t kErrObjectOpen = 3705;
 
-// ADO's wait for a statement on a new connection, in seconds.
-inline constexpr int32_t kDefaultCommandTimeout = 30;
-
 class OdbcConnection : public IDbConnection, public std::enable_shared_from_this<OdbcConnection> {
 public:
     OdbcConnection() = default;

@@ -178,8 +178,8 @@ QString GuidLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
     return TextLiteral(vValue, ql_eDataType::TypeGUID, iProviderType);
 }
 
-// Dates and times of day are stored as CHAR(8) "yyyyMMdd" and CHAR(6) "HHmmss" texts, so they are
-// quoted texts on every provider.
+// Dates and times of day are stored as CHAR(8) "yyyyMMdd" and CHAR(6) "HHmmss" texts, so their
+// values are quoted texts on every provider.
 QString DateLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
     QDate date;
     if (vValue.typeId() == QMetaType::QDate)
