@@ -2,11 +2,14 @@
 # Installs what is missing, builds qldb, and runs it: the connection string it composes for a
 # SQL Server database, and a few statements on its own SQLite demo database (created on first use
 # in the user's data folder).
+#
+# It builds in a folder of its own, build-demo/, without tests or benchmarks: the test command's
+# build/ keeps its tests whatever order the two commands run in.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-deps.sh"
-"$root/scripts/build.sh" "$root/build" -DQLDB_BUILD_TESTS=OFF -DQLDB_BUILD_BENCH=OFF
-qldb="$root/build/qldb"
+"$root/scripts/build.sh" "$root/build-demo" -DQLDB_BUILD_TESTS=OFF -DQLDB_BUILD_BENCH=OFF -DQLDB_SANITIZE=OFF
+qldb="$root/build-demo/qldb"
 
 echo "== Connection string for SQL Server, OLE DB provider generation 4:"
 "$qldb" connstr --provider SQLServer --native-client 4 --server ACCOUNTS01 --database A01_DATA --user sa --password secret

@@ -6,8 +6,10 @@ packages=(
     cmake ninja-build ccache g++ pkg-config
     qt6-base-dev
     unixodbc unixodbc-dev tdsodbc libsqliteodbc odbc-postgresql odbc-mariadb freetds-bin
+    libxlsxwriter-dev unzip
     libgtest-dev libgmock-dev libbenchmark-dev
-    postgresql mariadb-server
+    libsmbclient-dev
+    postgresql mariadb-server samba
 )
 
 missing=()

@@ -49,6 +49,7 @@ qlConnection::RunStatement(const StatementRoutine& routine, const QString& sStat
 void qlConnection::Execute(const QString& sCommandText, bool* bError, QString* sErrDescription,
                            int32_t* bManageErrors) {
     const bool manage = bManageErrors != nullptr && *bManageErrors != 0;
+    // No timeout of its own: the connection's CommandTimeout bounds it, as it bounds ExecuteWC.
     const QString sText = WithReadUncommittedPrefix(sCommandText, m_providerType, m_readUncommitted);
     RunStatement(kExecute, sText, manage, bError, sErrDescription, [&](IDbConnection& connection) {
         connection.Execute(sText, ado::adExecuteNoRecords);

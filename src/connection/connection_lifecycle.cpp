@@ -18,6 +18,7 @@ void qlConnection::OpenConnection() {
     connection.setConnectionString(m_connectionString);
     connection.setMode(ado::adModeReadWrite);
     connection.setCursorLocation(ado::adUseClient);
+    connection.setCommandTimeout(m_commandTimeout);
     const bool readUncommitted = m_providerType == ql_eProviderType::SQLServer && m_readUncommitted;
     if (readUncommitted)
         connection.setIsolationLevel(ado::adXactReadUncommitted);

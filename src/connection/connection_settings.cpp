@@ -49,6 +49,12 @@ int32_t qlConnection::BulkCopyVersion() {
     return m_bulkCopyVersion;
 }
 
+void qlConnection::setCommandTimeout(int32_t lSeconds) {
+    m_commandTimeout = lSeconds;
+    if (m_connection)
+        m_connection->setCommandTimeout(lSeconds);
+}
+
 QString qlConnection::FieldDelimiterStart() const {
     return m_fieldDelimiterStart.isEmpty() ? QStringLiteral("[") : m_fieldDelimiterStart;
 }

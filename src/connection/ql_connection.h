@@ -21,6 +21,7 @@
 namespace qldb {
 
 class ErrorRule;
+class qlMsSqlSystem;
 class qlQueryConstructor;
 struct StatementRoutine;
 
@@ -108,6 +109,12 @@ public:
     void setFieldDelimiterEnd(const QString& v) { m_fieldDelimiterEnd = v; }
     bool ReadUncommitted() const { return m_readUncommitted; }
     void setReadUncommitted(bool v) { m_readUncommitted = v; }
+    // Seconds that Execute and ExecuteWC wait for a statement before it fails with the timeout
+    // error (-2147217871); 0 waits without limit. 30 by default. Handed to the data access
+    // connection at once and at every open. ExecuteCommand, ExecuteSP and ExecuteScript keep their
+    // own limits.
+    int32_t CommandTimeout() const { return m_commandTimeout; }
+    void setCommandTimeout(int32_t lSeconds);
     bool HistoryMode() const { return m_historyMode; }
     // True asks for the history check: at once on an open connection, else at the next open.
     void setHistoryMode(bool v);
@@ -250,6 +257,11 @@ public:
     bool CloneTable(const QString& sTable, const QString& sNewTable, bool bCopyConstraint = false,
                     bool bCopyData = false);
 
+    // ---- Server administration ------------------------------------------------------------
+    // A new qlMsSqlSystem on every read, with this connection's Errors; the caller keeps it for
+    // the whole work and calls its Initialize with this connection.
+    std::unique_ptr<qlMsSqlSystem> MsSqlSystem();
+
 private:
     std::shared_ptr<IErrorService> m_errors;
     std::shared_ptr<IDbConnection> m_connection;
@@ -277,6 +289,7 @@ private:
     bool m_autoReconnect = false;
     bool m_locked = false;
     bool m_readUncommitted = false;
+    int32_t m_commandTimeout = 30;
     QString m_fieldDelimiterStart;
     QString m_fieldDelimiterEnd;
     // ---- Catalog and record services ------------------------------------------------------

@@ -11,6 +11,7 @@
 #include "platform/errors/error_service.h"
 #include "platform/host/progress_objects.h"
 #include "platform/host/rich_text_log.h"
+#include "platform/host/service_control.h"
 #include "structure/variant_array.h"
 
 #include <QDateTime>
@@ -27,6 +28,9 @@
 namespace qldb {
 
 class CatalogWalk;
+class CountedRule;
+struct VerifyRun;
+struct ql_tField;
 template <class Area> struct qlDatabaseTestAccess;
 class ErrorRule;
 class IWorkbook;
@@ -140,8 +144,10 @@ public:
                                       QString* sNewVersion = nullptr);
 
     // ---- Structure file writers -----------------------------------------------------------
-    // Each writer returns one element made by a document of its own; a caller adds it to its file
-    // with QDomDocument::importNode (or appendChild).
+    // Each writer returns one detached element made by this object's own node factory. A caller
+    // puts it into its document with appendChild (the node moves over and then belongs to that
+    // document) or with importNode (a deep copy). Nodes not yet added stay valid while this object
+    // lives: their ownerDocument() is the factory's.
     QDomElement MakeXmlHeader(QDomDocument& xmlDoc, const QString& sDatabaseName, const QString& sCompanyName,
                               const QString& sProductName, const QString& sStructureVersion,
                               const QDateTime& dtDateVersion);
@@ -169,6 +175,9 @@ public:
     QString GetADOFieldType(int32_t iColumnType);
     // The index of the column in the type cache, or -1 after adding an empty entry for it.
     int32_t GetLocalQlDataType(const QString& sFieldName);
+    // The data type GetFieldTypeText gives for the column's type, names compared exactly; 15
+    // (TypeNotSupported) for an unknown table or column, and also for the char types, which
+    // GetFieldTypeText leaves as they were passed in.
     ql_eDataType GetQlDataType(CatalogWalk& Cat, QString& sTableName, const QString& sFieldName);
 
     // ---- Update queries -------------------------------------------------------------------
@@ -182,8 +191,77 @@ public:
     // ---- Verification and repair ----------------------------------------------------------
     // (declared by the verification sources)
 
+    // Compares one table of the database with its Table node and writes one row per difference
+    // into ArrayFields (columns 1 to 5: name, kind, status text, database value, file value; rows
+    // from 1, "0 to 0" when there are none). In an update mode it repairs what it finds in the
+    // same pass. Without a node the node is looked up in sXmlStructureFile. sPrefixTable holds the
+    // firm prefixes separated by "|"; with *bRemovePrefix the file's names carry the firm marker.
+    // Returns the table's status, or -1 (outside the enumeration) when it left before its end:
+    // no file, or a decision to leave after an error. With bAutoIgnore an error only adds 1 to
+    // *lErrCounter. The table's triggers are off during the pass and back on at every exit.
+    ql_eTableStatus CheckTable(const QString& sTableName, VariantArray2& ArrayFields,
+                               const QDomNode& xmlNodeTable = QDomNode(),
+                               const QString& sXmlStructureFile = QString(),
+                               const QString& sPrefixTable = QString(), bool* bRemovePrefix = nullptr,
+                               bool bAutoIgnore = false, int32_t* lErrCounter = nullptr);
+
+    // Compares every table, function, view, procedure and trigger of the database with the
+    // structure file and fills ArrayTable (columns: selected, name, kind, status) with one row per
+    // object. In the update, create, history and delete modes it also repairs the objects that the
+    // mode allows (in an update, those selected in the ArrayTable passed in), imports the named
+    // data, plays the Before and After queries and writes the new version. Returns the number of
+    // rows, or 0 after a cancel (the rows made so far stay) or without a structure file (then no
+    // rows and evrNotVerify, except in the delete mode, which needs no file).
+    int16_t VerifyDatabase(const QString& sXmlStructureFile, VariantArray2& ArrayTable,
+                           const QString& sPrefixTable, bool* bRemovePrefix = nullptr,
+                           bool bShowUserObject = true, bool bCheckFunctions = true,
+                           IProgressBar* objProgressbar = nullptr, ILabel* lblProgress = nullptr,
+                           const QString& sDataPrefix = QString(), bool bAutoIgnore = false,
+                           int32_t* lErrCounter = nullptr);
+    // True when the view equals its node (or, without a node, when the file holds none for it), or
+    // when it was replaced without error. A differing view gets its texts in sOldCode and sNewCode;
+    // in an update of the view it is dropped and created anew, and a creation that fails is kept
+    // for the retry at the end of the run.
+    bool CheckView(const QString& sViewName, const QDomNode& xmlNodeView = QDomNode(),
+                   const QString& sXmlStructureFile = QString(), const QString& sPrefixTable = QString(),
+                   bool* bRemovePrefix = nullptr, QString* sOldCode = nullptr, QString* sNewCode = nullptr,
+                   const QString& sReplaceCollateRoule = QString(), bool bAutoIgnore = false,
+                   int32_t* lErrCounter = nullptr);
+    // Drops and recreates every view (or those of the comma-separated sViewsName) from the
+    // database's own text, each in a transaction; after the first failure the later views are rolled
+    // back too. False when the user declines or anything failed.
+    bool RebuildDBViews(const QString& sViewsName, IProgressBar* objProgressbar = nullptr,
+                        bool bShowWarnings = true);
+    // The same for every function.
+    bool RebuildDBFunctions(IProgressBar* objProgressbar = nullptr, bool bShowWarnings = true);
+    // What stops and starts the sibling services around an update (StopServices); a system one when
+    // the host sets none.
+    std::shared_ptr<IServiceControl> ServiceControl() const { return m_serviceControl; }
+    void setServiceControl(std::shared_ptr<IServiceControl> control) {
+        m_serviceControl = std::move(control);
+    }
+
     // ---- Table data -----------------------------------------------------------------------
-    // (declared by the data transfer sources)
+    // The DataTable element of one table: with sDataQuery its records in the element, without one
+    // the table goes through the bulk copy program into side files and the element holds its row
+    // count ("0" when the copy failed). Upper-cases the caller's sReplace. sDataPrefix is accepted
+    // and has no effect.
+    QDomElement GetXmlDataTable(const QString& sTableName, QString* sReplace = nullptr,
+                                const QString& sReplaceWith = QString(),
+                                const QString& sDataQuery = QString(), IProgressBar* objProgressbar = nullptr,
+                                const QString& sDataPrefix = QString());
+    // Brings the DataTables section of a structure file into the database: side files through the
+    // bulk copy program, records of the file one statement each. A failed statement is logged and
+    // the import goes on. False when the file cannot be read, a statement failed or a table's
+    // import was reported as wrong. sDataPrefix is accepted and has no effect.
+    bool ReadXmlDataTable(const QString& sXmlStructureFile, QString* sOnlyTableName = nullptr,
+                          const QString& sReplaceWith = QString(), IProgressBar* objProgressbar = nullptr,
+                          const QString& sDataPrefix = QString());
+    // Copies the rows of a firm's table into the same table of another firm, one statement per row;
+    // True when no statement failed and no error was reported.
+    bool ImportTable(const QString& sSourcePrefixAzienda, const QString& sTargetPrefixAzienda,
+                     const QString& sTableName, bool bRewrite = false, const QString& sDataQuery = QString(),
+                     IProgressBar* objProgressbar = nullptr);
 
 private:
     // Tests reach the private steps through a specialisation of their own (one per area).
@@ -212,6 +290,14 @@ private:
                      const QString& sObjectName, bool bRemovePrefix);
     void ModifyQueryStatus(int32_t lRecordId, bool bError);
 
+    // ---- Structure file writers (private steps) -----------------------------------------------
+    // The element of a view, function, procedure or trigger: sKind "View" gives View, ViewName,
+    // ViewSql. Names and prefixes are upper-cased; the code has the prefix replaced ignoring case
+    // and, with bCollation, the system part's collation turned into "database_default".
+    QDomElement GetXmlCodeDefinition(const QString& sRoutine, const QString& sKind, const QString& sName,
+                                     const QString& sReplace, const QString& sReplaceWith, bool bBusyPointer,
+                                     bool bCollation, const std::function<QString(const QString&)>& fnCode);
+
     // ---- Verification and repair (private steps) ----------------------------------------------
     // The normal form in which code is compared: the text without any blank, tab or line end, so
     // that two texts differing only in white space (even between two words) are equal.
@@ -219,8 +305,80 @@ private:
     // Puts "dbo." before the object's name after each CREATE, unless the name already has an owner
     // or is a temporary (#) name.
     static QString AddOwnerForCreate(const QString& sObjectName, const QString& sScript);
+    // Offers to run the failed view scripts again, pass after pass while a pass makes progress.
+    void RerunFailedScripts();
+    // The common body of RebuildDBViews (bViews) and RebuildDBFunctions.
+    bool RebuildCodeObjects(bool bViews, const QString& sViewsName, IProgressBar* objProgressbar,
+                            bool bShowWarnings);
+    // Runs one repair statement through ExecuteCommand and logs it with its error. False when the
+    // rule said leave; *bOk tells whether the statement ran.
+    bool RunRepair(CountedRule& rule, const QString& sSQL, bool* bOk = nullptr);
+    // The phases of VerifyDatabase, over the state of one run.
+    void VerifyQueriesPhase(VerifyRun& run, bool bBefore);
+    void VerifyTablesPhase(VerifyRun& run);
+    void VerifyCodePhase(VerifyRun& run, bool bProcedures);
+    void VerifyViewsPhase(VerifyRun& run);
+    void VerifyTriggersPhase(VerifyRun& run);
+    void VerifyDataPhase(VerifyRun& run);
+    // Adds a row (not selected) to the run's list, shows the caption, and returns the row.
+    int32_t AddObjectRow(VerifyRun& run, const QString& sName, const QString& sKind,
+                         const QVariant& vStatus = QVariant());
+    // After an object: yields to pending events and tells whether the caller asked to cancel.
+    bool NextObject(VerifyRun& run, bool bProgress);
+    void RunServiceCommands(const QStringList& sCommands);
+    QString NowText() const;
+
+    std::shared_ptr<IServiceControl> m_serviceControl;
+    // The clock of the "Start Time:" and "End Time:" lines; the system clock when unset.
+    std::function<QDateTime()> m_clock;
+
+    // Runs the statements of an AlterTable text (separated by kAlterSeparator) in one transaction,
+    // logged between "(BEGIN TRANSACTION)" and "(COMMIT TRANSACTION)" or "(ROLLBACK TRANSACTION)";
+    // it stops at the first failed statement and rolls back. True when every statement ran.
+    bool TranAlterTable(const QString& sScript);
+    // Creates a table of the file that the database lacks, with its key, column comments and the
+    // file's indexes; every statement is logged. True when no statement failed and no error was
+    // reported.
+    bool CreateTableFromXml(const QString& sTableName, const QDomNode& xmlNodeTable,
+                            const QString& sPrefixTable, bool bRemovePrefix);
+    // Sends one repair statement with the connection's errors returned, not raised, and logs it
+    // at once with its error. True when it ran.
+    bool ExecuteAndLog(const QString& sStatement);
+
+    // The stages and repair steps of one table's comparison, sharing the table's state.
+    struct TablePass;
+    // False when the file to look the node up in is missing: the pass then ends without a result.
+    bool CompareTable(TablePass& pass, const QDomNode& xmlNodeTable, const QString& sXmlStructureFile);
+    static ql_eTableStatus TableResult(const TablePass& pass);
+    void CheckTableColumns(TablePass& pass);
+    void CheckNewColumns(TablePass& pass);
+    void CheckPrimaryKey(TablePass& pass);
+    void CheckTableIndexes(TablePass& pass);
+    void DropColumnDefault(TablePass& pass, const QString& sColumn);
+    void DropColumnIndexes(TablePass& pass, const QString& sColumn);
+    void RebuildColumn(TablePass& pass, ql_tField& fldColumn, const QString& sXmlDefault);
+    void AddColumnDefault(TablePass& pass, const ql_tField& fldColumn, const QString& sDefault);
+    void SwapColumnDefault(TablePass& pass, const ql_tField& fldColumn, const QString& sXmlDefault);
+    void WriteColumnDescription(TablePass& pass, const QString& sColumn, const QString& sText, bool bAlter);
+    void DropColumn(TablePass& pass, const QString& sColumn);
+    void AddColumn(TablePass& pass, const QDomNode& xmlField);
+    void RebuildPrimaryKey(TablePass& pass);
+    void RebuildIndex(TablePass& pass, const QString& sIndexName, const QString& sXmlCode);
+    void DropUserIndex(TablePass& pass, const QString& sIndexName, const QString& sLastXmlIndexName);
+    // Splits a text of several statements on kAlterSeparator and runs and logs each piece.
+    void ExecuteAndLogPieces(const QString& sScript);
+    // The collation that text columns should have: Collate, or the system part's collation.
+    QString WantedCollation() const;
 
     // ---- Table data (private steps) ---------------------------------------------------------
+    // The record route of one DataTable: one statement per Record into sTable; sKeptTable is the
+    // name without a firm's prefix that says which columns stay as the customer has them. False
+    // when a statement failed.
+    bool ImportDataRecords(const QDomNode& records, const QString& sTable, const QString& sKeptTable,
+                           bool bWithoutCondition, IProgressBar* objProgressbar);
+    // The bulk route of one DataTable: its side files into sTable, then the count check against
+    // lExpected. False when the run, the error file or the count says something went wrong.
+    bool ImportDataBulk(const QString& sBaseName, const QString& sTable, int64_t lExpected);
 
     // ---- Shared helpers of the engine -------------------------------------------------------
     // The connection, or error 91 for a routine that needs it and finds it unset.
@@ -270,6 +428,10 @@ private:
         bool AutoIncrement = false;
     };
     std::vector<LocalFieldType> m_localFieldTypes;
+
+    // The node factory of the structure file writers, kept so that the nodes they hand out keep a
+    // live owner until the caller adds them to its document.
+    QDomDocument m_xmlFactory;
 };
 
 } // namespace qldb

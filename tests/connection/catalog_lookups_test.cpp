@@ -50,6 +50,14 @@ TEST_F(Lookups, FlagsAndTheRecordsetHandedBack) {
     EXPECT_EQ(rs->Value(0), QVariant("BOLT"));
 }
 
+// Float, money and scaled decimal columns arrive as doubles; their texts must not turn exponential.
+TEST_F(Lookups, FloatingValuesReadInPlainText) {
+    db->respond("SELECT MAX(PRICE), COUNT(PRICE) FROM ART\r", T({"M", "C"}, {{100000.0, 3}}));
+    EXPECT_EQ(conn->GetMaxValue("ART", "PRICE"), 100000);
+    db->respond("SELECT PRICE\rFROM ART\rWHERE KIND = 1", T({"PRICE"}, {{100000.0}, {123456.5}, {1e15}}));
+    EXPECT_EQ(conn->GetDbValues("ART", "KIND", 1, TypeLong, "PRICE"), QVariant("100000,123456.5,1E+15"));
+}
+
 TEST_F(Lookups, FailureKindsCharFilterAndTypeMaps) {
     raiseMode();
     db->fail("SELECT D\rFROM ART\rWHERE C = 'X'", kErrUnknownTable, "Invalid object name 'ART'.");

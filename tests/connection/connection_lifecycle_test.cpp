@@ -43,6 +43,16 @@ TEST_F(Lifecycle, OpenComposesSetsAndOpensAndKeepsTheString) {
     EXPECT_EQ(db->callsOf(CallKind::Open).back().Text, QString(kString).replace("srv", "other"));
 }
 
+// Execute and ExecuteWC run at the connection's timeout: handed down at open, and at once when changed.
+TEST_F(Lifecycle, CommandTimeoutReachesTheConnection) {
+    EXPECT_EQ(conn->CommandTimeout(), 30);
+    db->setCommandTimeout(0);
+    conn->OpenConnection();
+    EXPECT_EQ(db->CommandTimeout(), 30);
+    conn->setCommandTimeout(5);
+    EXPECT_EQ(db->CommandTimeout(), 5);
+}
+
 TEST_F(Lifecycle, ReadUncommittedOnSqlServerOnly) {
     conn->setReadUncommitted(true);
     conn->OpenConnection();

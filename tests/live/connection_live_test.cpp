@@ -100,5 +100,44 @@ TEST_P(PostgresLive, ARealDeadlockWaitsRetriesThenAsks) {
     EXPECT_TRUE(victim.errors->reports().empty());
 }
 
+// ExecuteWC on SQL Server puts the read-uncommitted statement in front of a read. PostgreSQL takes
+// that statement too when a semicolon ends it (SQL Server's batch needs none), so the data access
+// connection underneath shows that such a recordset still writes back to its one table.
+TEST_P(PostgresLive, ReadUncommittedRecordsetsStillWriteBack) {
+    LiveSession s(connectionString());
+    IDbConnection& db = *s.conn->ADODBConnection();
+    ScopedTable table(db, "uncommitted");
+    const QString t = table.name();
+    s.conn->Execute("CREATE TABLE " + t + " (id INT PRIMARY KEY, name VARCHAR(20))");
+    s.conn->Execute("INSERT INTO " + t + " VALUES (1, 'one')");
+    auto rs = db.OpenRecordset("SET TRANSACTION ISOLATION LEVEL READ UNCOMMITTED;\rSELECT id, name FROM " +
+                                   t + " ORDER BY id",
+                               ado::adOpenStatic, ado::adLockOptimistic, ado::adOptionUnspecified);
+    ASSERT_TRUE(rs && !rs->IsEOF());
+    rs->Fields("name").setValue("first");
+    rs->Update();
+    rs->AddNew();
+    rs->Fields("id").setValue(2);
+    rs->Fields("name").setValue("two");
+    rs->Update();
+    EXPECT_EQ(ToText(s.scalar("SELECT string_agg(id || ':' || name, ',' ORDER BY id) FROM " + t)),
+              "1:first,2:two");
+}
+
+// Execute and ExecuteWC stop at the connection's timeout, and the connection goes on working.
+TEST_P(PostgresLive, ExecuteAndExecuteWCStopAtTheCommandTimeout) {
+    LiveSession s(connectionString());
+    s.conn->setCommandTimeout(1);
+    QElapsedTimer timer;
+    timer.start();
+    // The driver's own statement timeout and our watch race; either way the number is the timeout's.
+    EXPECT_EQ(ErrorOf([&] { s.conn->Execute("SELECT pg_sleep(5)"); }).Number, kErrTimeout);
+    EXPECT_EQ(ErrorOf([&] { s.conn->ExecuteWC("SELECT pg_sleep(5)"); }).Number, kErrTimeout);
+    EXPECT_LT(timer.elapsed(), 6000);
+    EXPECT_EQ(ToLong(s.scalar("SELECT 7")), 7);
+    s.conn->setCommandTimeout(0);
+    EXPECT_EQ(ToLong(s.scalar("SELECT 8 FROM pg_sleep(1.2)")), 8);
+}
+
 } // namespace
 } // namespace qldb::test

@@ -118,6 +118,36 @@ TEST(SchemaStatementsTest, AlterTableRenameAndCounterRoutes) {
               kAlter + "ID BIGINT IDENTITY(1, 1) NOT NULL");
 }
 
+// Defaults the server computes go out as SQL, literals as literals, in the column definition and in
+// the fill of a column that becomes NOT NULL.
+TEST(SchemaStatementsTest, FunctionDefaultsStayUnquotedAndLiteralsKeepTheirQuotes) {
+    qlQueryConstructor q;
+    q.SetTable("T", "A01");
+    q.AddField(Column("D", T::TypeDateTime, 0, false, QString(), "(getdate())"));
+    q.AddField(Column("G", T::TypeGUID, 0, false, QString(), "(newid())"));
+    q.AddField(Column("C", T::TypeChar, 1, false, QString(), "('x')"));
+    q.AddField(Column("Q", T::TypeInt, 0, false, QString(), "((0))"));
+    q.AddField(Column("S", T::TypeDateTime, 0, true, QString(), "('20240131')"));
+    EXPECT_EQ(q.MakeQuery(ql_eQueryType::CreateTable).section(");", 0, 0),
+              QString("CREATE TABLE dbo.A01_T\r\n(\r\n"
+                      "  D DATETIME NOT NULL DEFAULT (getdate()),\r\n"
+                      "  G UNIQUEIDENTIFIER NOT NULL DEFAULT ((newid())),\r\n"
+                      "  C CHAR(1) NOT NULL DEFAULT ('x'),\r\n"
+                      "  Q INTEGER NOT NULL DEFAULT (0),\r\n"
+                      "  S DATETIME NULL DEFAULT ('20240131 00:00:00')\r\n"));
+
+    const std::pair<ql_tField, const char*> fills[] = {
+        {Column("D", T::TypeDateTime, 0, false, QString(), "(getdate())"), "getdate()"},
+        {Column("G", T::TypeGUID, 0, false, QString(), "(newid())"), "(newid())"},
+        {Column("C", T::TypeChar, 1, false, QString(), "('x')"), "'x'"},
+        {Column("Q", T::TypeInt, 0, false, QString(), "((0))"), "0"},
+    };
+    for (const auto& [field, value] : fills)
+        EXPECT_EQ(Alter(field, Action::Alter_AddField).section(SEP, 1, 1),
+                  "UPDATE A01_T\r\nSET " + field.FieldName + " = " + value + "\r\n WHERE " + field.FieldName +
+                      " IS NULL\r\n");
+}
+
 TEST(SchemaStatementsTest, PrimaryKeyAndDropIndex) {
     qlQueryConstructor q;
     q.SetTable("X");

@@ -227,4 +227,19 @@ void ScriptedConnection::endTrans(CallKind kind) {
     --m_adoTranLevel;
 }
 
+std::vector<CatalogTable> ScriptedConnection::Tables() {
+    std::vector<CatalogTable> out;
+    for (const auto& [table, columns] : m_catalog)
+        out.push_back(table);
+    return out;
+}
+
+std::vector<CatalogColumn> ScriptedConnection::Columns(const QString& sTableName) {
+    for (const auto& [table, columns] : m_catalog) {
+        if (table.Name.compare(sTableName, Qt::CaseInsensitive) == 0)
+            return columns;
+    }
+    return {};
+}
+
 } // namespace qldb::test

@@ -90,6 +90,9 @@ public:
     void setIsolationLevel(int32_t n) override {
         setNumber(CallKind::SetIsolationLevel, m_isolationLevel, n);
     }
+    // Kept, not recorded: the timeout is read back where a test cares.
+    int32_t CommandTimeout() const override { return m_commandTimeout; }
+    void setCommandTimeout(int32_t seconds) override { m_commandTimeout = seconds; }
 
     void Open() override;
     void Close() override;
@@ -106,9 +109,14 @@ public:
     void CommitTrans() override { endTrans(CallKind::CommitTrans); }
     void RollbackTrans() override { endTrans(CallKind::RollbackTrans); }
 
-    // An empty catalog.
-    std::vector<CatalogTable> Tables() override { return {}; }
-    std::vector<CatalogColumn> Columns(const QString&) override { return {}; }
+    // The catalog walk's answers: tables in the order added, each with its columns. Columns of a
+    // table are found by name in any case, as the server's default collation finds them.
+    void addCatalogTable(const QString& sName, std::vector<CatalogColumn> columns,
+                         const QString& sType = QStringLiteral("TABLE")) {
+        m_catalog.push_back({CatalogTable{sName, sType}, std::move(columns)});
+    }
+    std::vector<CatalogTable> Tables() override;
+    std::vector<CatalogColumn> Columns(const QString& sTableName) override;
 
 private:
     struct Response {
@@ -132,6 +140,7 @@ private:
 
     std::vector<Call> m_calls;
     std::vector<Response> m_responses;
+    std::vector<std::pair<CatalogTable, std::vector<CatalogColumn>>> m_catalog;
     std::optional<ErrorRecord> m_openFailure, m_closeFailure, m_cancelFailure;
     int32_t m_sqlTranCount = 0;
     int32_t m_adoTranLevel = 0;
@@ -140,6 +149,7 @@ private:
     int32_t m_mode = 0;
     int32_t m_cursorLocation = 2;
     int32_t m_isolationLevel = ado::adXactReadCommitted;
+    int32_t m_commandTimeout = 30;
     int32_t m_state = ado::adStateClosed;
     std::vector<ErrorRecord> m_lastErrors;
 };

@@ -38,6 +38,11 @@ public:
     virtual void setCursorLocation(int32_t location) = 0;
     virtual int32_t IsolationLevel() const = 0;
     virtual void setIsolationLevel(int32_t level) = 0;
+    // Seconds a statement of Execute and OpenRecordset (and the write-back of an updatable
+    // recordset) may run before it is cancelled with the timeout error; 0 waits without limit.
+    // Commands carry their own. 30 on a new connection.
+    virtual int32_t CommandTimeout() const = 0;
+    virtual void setCommandTimeout(int32_t seconds) = 0;
 
     virtual void Open() = 0;
     virtual void Close() = 0;

@@ -250,7 +250,9 @@ OdbcConnection::Run OdbcConnection::run(const QString& sStatement, const std::ve
 
 std::shared_ptr<Recordset> OdbcConnection::Execute(const QString& sCommandText, int32_t options) {
     const bool noRecords = HasOption(options, ado::adExecuteNoRecords);
-    return run(sCommandText, nullptr, false, 0, !noRecords, QStringLiteral("Connection.Execute")).Rows;
+    return run(sCommandText, nullptr, false, m_commandTimeout, !noRecords,
+               QStringLiteral("Connection.Execute"))
+        .Rows;
 }
 
 std::shared_ptr<Recordset> OdbcConnection::OpenRecordset(const QString& sSource, int32_t, int32_t lockType,
@@ -258,7 +260,7 @@ std::shared_ptr<Recordset> OdbcConnection::OpenRecordset(const QString& sSource,
     QString statement = sSource;
     if (HasOption(options, kAdCmdTable) || HasOption(options, kAdCmdTableDirect))
         statement = QStringLiteral("SELECT * FROM ") + sSource;
-    auto rs = run(statement, nullptr, false, 0, true, QStringLiteral("Recordset.Open")).Rows;
+    auto rs = run(statement, nullptr, false, m_commandTimeout, true, QStringLiteral("Recordset.Open")).Rows;
     if (lockType != ado::adLockReadOnly && rs->State() == ado::adStateOpen) {
         const QString table = SingleTableOf(statement);
         if (!table.isEmpty())
@@ -276,7 +278,7 @@ std::shared_ptr<Recordset> OdbcConnection::ExecuteCommand(const Command& command
 
 int64_t OdbcConnection::ExecuteCounted(const QString& sStatement, const std::vector<Parameter>& parameters,
                                        const QString& sSource) {
-    return run(sStatement, &parameters, false, 0, false, sSource).Affected;
+    return run(sStatement, &parameters, false, m_commandTimeout, false, sSource).Affected;
 }
 
 QString OdbcConnection::QuoteIdentifier(const QString& sName) const {

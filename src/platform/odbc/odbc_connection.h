@@ -21,6 +21,9 @@ inline constexpr int32_t kErrTransactionExists = -2147168237; // 0x8004D013
 inline constexpr int32_t kErrNoTransaction = -2147168242;     // 0x8004D00E
 inline constexpr int32_t kErrObjectOpen = 3705;
 
+// ADO's wait for a statement on a new connection, in seconds.
+inline constexpr int32_t kDefaultCommandTimeout = 30;
+
 class OdbcConnection : public IDbConnection, public std::enable_shared_from_this<OdbcConnection> {
 public:
     OdbcConnection() = default;
@@ -37,6 +40,8 @@ public:
     int32_t IsolationLevel() const override { return m_isolationLevel; }
     // Applied at the next Open, or at once on an open connection.
     void setIsolationLevel(int32_t level) override;
+    int32_t CommandTimeout() const override { return m_commandTimeout; }
+    void setCommandTimeout(int32_t seconds) override { m_commandTimeout = seconds; }
 
     void Open() override;
     void Close() override;
@@ -63,6 +68,8 @@ public:
     // A column or table name in the driver's identifier quotes.
     QString QuoteIdentifier(const QString& sName) const;
     QStringList PrimaryKey(const QString& sTableName);
+    // The open connection's handle, for the bulk insert that binds parameter arrays on it.
+    SQLHDBC NativeHandle(const QString& sSource) const { return requireOpen(sSource); }
 
 private:
     struct Run {
@@ -81,6 +88,7 @@ private:
     int32_t m_cursorLocation = 2; // adUseServer, ADO's default
     int32_t m_isolationLevel = 4096;
     bool m_isolationSet = false;
+    int32_t m_commandTimeout = kDefaultCommandTimeout;
 
     OdbcEnvHandle m_env;
     OdbcDbcHandle m_dbc;

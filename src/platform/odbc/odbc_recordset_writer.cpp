@@ -50,13 +50,23 @@ QString BareTableName(const QString& sTable) {
 } // namespace
 
 QString SingleTableOf(const QString& sStatement) {
+    // A read on SQL Server may be sent with an isolation level statement in front of it; the rows
+    // still come from the SELECT that follows, and that is the table they are written back to.
+    static const QRegularExpression isolation(
+        QStringLiteral(
+            R"(^\s*SET\s+TRANSACTION\s+ISOLATION\s+LEVEL\s+)"
+            R"((?:READ\s+UNCOMMITTED|READ\s+COMMITTED|REPEATABLE\s+READ|SERIALIZABLE|SNAPSHOT)\s*;?)"),
+        QRegularExpression::CaseInsensitiveOption);
+    const QRegularExpressionMatch prefix = isolation.match(sStatement);
+    const QString statement = prefix.hasMatch() ? sStatement.mid(prefix.capturedEnd()) : sStatement;
+
     static const QString identifier = QStringLiteral(R"((?:\[[^\]]+\]|"[^"]+"|`[^`]+`|[\w$#@]+))");
     static const QRegularExpression pattern(
         QStringLiteral(R"(^\s*SELECT\s+.+?\s+FROM\s+(%1(?:\s*\.\s*%1)*)(?:\s+(?:AS\s+)?\w+)?\s*)"
                        R"((?:(?:WHERE|ORDER\s+BY|GROUP\s+BY)\b.*)?;?\s*$)")
             .arg(identifier),
         QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
-    const QRegularExpressionMatch match = pattern.match(sStatement);
+    const QRegularExpressionMatch match = pattern.match(statement);
     if (!match.hasMatch())
         return {};
     const QString table = match.captured(1);

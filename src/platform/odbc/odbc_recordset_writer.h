@@ -16,7 +16,8 @@ class OdbcConnection;
 inline constexpr int32_t kErrRowNotFoundForUpdate = -2147217864; // 0x80040E38
 
 // The one table a SELECT reads, as written in it ("dbo.T", "[T]"), or empty when the statement
-// reads several tables, a subquery or no table.
+// reads several tables, a subquery or no table. A "SET TRANSACTION ISOLATION LEVEL ..." in front of
+// the SELECT is passed over.
 QString SingleTableOf(const QString& sStatement);
 
 class OdbcRecordsetWriter : public IRecordsetWriter {

@@ -5,8 +5,12 @@
 #include <QDateTime>
 #include <QTime>
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
+#include <string>
 
 namespace qldb {
 
@@ -90,9 +94,57 @@ QString ToText(const QVariant& v) {
                                                      : QStringLiteral("yyyy-MM-ddTHH:mm:ss");
         return dt.toString(format);
     }
+    case QMetaType::Double:
+        return FloatText(v.toDouble(), 15);
+    case QMetaType::Float:
+        return FloatText(static_cast<double>(v.toFloat()), 7);
     default:
         return v.toString();
     }
+}
+
+QString FloatText(double dValue, int iSignificant) {
+    if (!std::isfinite(dValue))
+        return QString::number(dValue);
+    if (dValue == 0.0)
+        return QStringLiteral("0");
+    iSignificant = std::clamp(iSignificant, 1, 17);
+    // to_chars, not printf: the decimal point must not follow the locale the host runs in.
+    char buffer[48];
+    const auto written = std::to_chars(std::begin(buffer), std::end(buffer), dValue,
+                                       std::chars_format::scientific, iSignificant - 1);
+    // "-d.dddde+XX": the rounded digits and the exponent of the first one.
+    const std::string scientific(buffer, written.ptr);
+    const size_t mark = scientific.find('e');
+    const bool negative = scientific.front() == '-';
+    std::string digits;
+    for (size_t k = negative ? 1 : 0; k < mark; ++k)
+        if (scientific[k] != '.')
+            digits += scientific[k];
+    while (digits.size() > 1 && digits.back() == '0')
+        digits.pop_back();
+    const int exponent = std::atoi(scientific.c_str() + mark + 1);
+    const auto digitCount = static_cast<int>(digits.size());
+
+    std::string text = negative ? "-" : "";
+    if (exponent >= -4 && exponent < iSignificant) {
+        if (exponent < 0) {
+            text += "0." + std::string(static_cast<size_t>(-exponent - 1), '0') + digits;
+        } else if (digitCount <= exponent + 1) {
+            text += digits + std::string(static_cast<size_t>(exponent + 1 - digitCount), '0');
+        } else {
+            const auto whole = static_cast<size_t>(exponent + 1);
+            text += digits.substr(0, whole) + '.' + digits.substr(whole);
+        }
+    } else {
+        text += digits.front();
+        if (digitCount > 1)
+            text += '.' + digits.substr(1);
+        const std::string power = std::to_string(std::abs(exponent));
+        text += exponent < 0 ? "E-" : "E+";
+        text += (power.size() < 2 ? "0" : "") + power;
+    }
+    return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
 }
 
 double ToDouble(const QVariant& v) {

@@ -25,8 +25,14 @@ bool IsIntegerVariant(const QVariant& v);
 // The variant holds a floating number (double or float).
 bool IsFloatVariant(const QVariant& v);
 
-// Text of a value; Null and Empty give "".
+// Text of a value; Null and Empty give "". Floating numbers are written by FloatText, a double
+// with 15 significant digits, a single with 7.
 QString ToText(const QVariant& v);
+// A floating number as hosts write one in text: rounded to iSignificant significant digits, in
+// plain notation from 0.0001 up to below 10^iSignificant ("100000", "123456.5", "0.0001"), in the
+// exponent form outside that range ("1E+15", "1E-05", "-2.5E+20"), "." as decimal separator and
+// no trailing zeros. Infinities and NaN give "inf", "-inf" and "nan".
+QString FloatText(double dValue, int iSignificant = 15);
 // Whole number of a value; Null, Empty and text that is no number give 0.
 int32_t ToLong(const QVariant& v);
 double ToDouble(const QVariant& v);

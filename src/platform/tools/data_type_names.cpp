@@ -81,4 +81,20 @@ std::optional<ql_eDataType> DataTypeFromXmlName(const QString& sName) {
     return std::nullopt;
 }
 
+ql_eDataType GetDataTypeFromName(const QString& sType, bool bAllowUseUnicode, bool /*bHistory*/) {
+    const ql_eDataType type = DataTypeFromXmlName(sType).value_or(ql_eDataType::TypeNotSupported);
+    if (bAllowUseUnicode)
+        return type;
+    switch (type) {
+    case ql_eDataType::TypeCharUnicode:
+        return ql_eDataType::TypeChar;
+    case ql_eDataType::TypeVarCharUnicode:
+        return ql_eDataType::TypeVarChar;
+    case ql_eDataType::TypeMemoUnicode:
+        return ql_eDataType::TypeMemo;
+    default:
+        return type;
+    }
+}
+
 } // namespace qldb

@@ -20,4 +20,10 @@ QString DataTypeXmlName(ql_eDataType iDataType);
 // The type of a structure file's name, compared exactly; nullopt for a name that is none of them.
 std::optional<ql_eDataType> DataTypeFromXmlName(const QString& sName);
 
+// The type of a structure file's name ("TypeVarChar"), compared exactly; a name that is none of
+// them gives TypeNotSupported. Without bAllowUseUnicode the Unicode types read as their plain
+// forms, as for a database that keeps no Unicode columns. bHistory asks for the form used for
+// history databases, whose columns take the same types: it changes nothing in the mapping.
+ql_eDataType GetDataTypeFromName(const QString& sType, bool bAllowUseUnicode, bool bHistory);
+
 } // namespace qldb

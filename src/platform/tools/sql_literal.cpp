@@ -6,6 +6,7 @@
 #include <QDate>
 #include <QDateTime>
 #include <QLocale>
+#include <QRegularExpression>
 #include <QTime>
 #include <QUuid>
 
@@ -25,6 +26,47 @@ QString Quoted(const QString& sText, ql_eProviderType iProviderType) {
         body.replace(QLatin1Char('\\'), QLatin1String("\\\\"));
     body.replace(QLatin1Char('\''), QLatin1String("''"));
     return QLatin1Char('\'') + body + QLatin1Char('\'');
+}
+
+// A default or value of a date, time or GUID column that the server computes: "getdate()",
+// "(newid())", "CURRENT_TIMESTAMP", "dateadd(day, 1, getdate())". Such a text is SQL and must not
+// be quoted. Only whole shapes count, so that a value can carry no clause of its own: one call or
+// one parenthesised group that spans the whole text, with balanced parentheses and quotes and no
+// statement separator, comment or subquery; or one of the niladic date functions.
+bool IsSqlExpression(const QString& sText) {
+    static const QRegularExpression niladic(
+        QStringLiteral(R"(^(?:CURRENT_TIMESTAMP|CURRENT_DATE|CURRENT_TIME|SYSDATE)$)"),
+        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression call(QStringLiteral(R"(^[A-Za-z_][\w.]*\s*\()"));
+    static const QRegularExpression forbidden(QStringLiteral(R"(;|--|/\*|\bSELECT\b)"),
+                                              QRegularExpression::CaseInsensitiveOption);
+    const QString text = sText.trimmed();
+    if (niladic.match(text).hasMatch())
+        return true;
+    const QRegularExpressionMatch head = call.match(text);
+    qsizetype open = -1;
+    if (head.hasMatch())
+        open = head.capturedEnd() - 1;
+    else if (text.startsWith(QLatin1Char('(')))
+        open = 0;
+    if (open < 0 || !text.endsWith(QLatin1Char(')')) || forbidden.match(text).hasMatch())
+        return false;
+    // The parenthesis opened at the head must close at the very end; quoted texts are skipped.
+    int depth = 0;
+    bool quoted = false;
+    for (qsizetype k = open; k < text.size(); ++k) {
+        const QChar c = text.at(k);
+        if (c == QLatin1Char('\'')) {
+            quoted = !quoted;
+        } else if (quoted) {
+            continue;
+        } else if (c == QLatin1Char('(')) {
+            ++depth;
+        } else if (c == QLatin1Char(')') && --depth == 0) {
+            return k == text.size() - 1;
+        }
+    }
+    return false;
 }
 
 bool IsUnicodeType(ql_eDataType iFieldType) {
@@ -121,6 +163,21 @@ void AppendTime(QString& out, QTime time, QLatin1String separator, bool withMs) 
     }
 }
 
+// A text that is no value of its type: an expression goes as it stands, anything else quoted for
+// the server to judge.
+QString TextOrExpression(const QVariant& vValue, ql_eProviderType iProviderType) {
+    const QString text = ToText(vValue);
+    return vValue.typeId() == QMetaType::QString && IsSqlExpression(text) ? text
+                                                                          : Quoted(text, iProviderType);
+}
+
+// A GUID, as a QUuid or as text, is quoted; a text that computes one ("newid()") is not.
+QString GuidLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
+    if (vValue.typeId() == QMetaType::QString && IsSqlExpression(vValue.toString()))
+        return vValue.toString();
+    return TextLiteral(vValue, ql_eDataType::TypeGUID, iProviderType);
+}
+
 // Dates and times of day are stored as CHAR(8) "yyyyMMdd" and CHAR(6) "HHmmss" texts, so they are
 // quoted texts on every provider.
 QString DateLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
@@ -130,7 +187,7 @@ QString DateLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
     else if (vValue.typeId() == QMetaType::QDateTime)
         date = vValue.toDateTime().date();
     if (!date.isValid())
-        return Quoted(ToText(vValue), iProviderType);
+        return TextOrExpression(vValue, iProviderType);
     QString text;
     AppendDate(text, date, "ymd", QLatin1String(""));
     return Quoted(text, iProviderType);
@@ -143,7 +200,7 @@ QString TimeLiteral(const QVariant& vValue, ql_eProviderType iProviderType) {
     else if (vValue.typeId() == QMetaType::QDateTime)
         time = vValue.toDateTime().time();
     if (!time.isValid())
-        return Quoted(ToText(vValue), iProviderType);
+        return TextOrExpression(vValue, iProviderType);
     QString text;
     AppendTime(text, time, QLatin1String(""), false);
     return Quoted(text, iProviderType);
@@ -237,7 +294,7 @@ QString DateTimeLiteral(const QVariant& vValue, ql_eProviderType iProviderType) 
         value = ParseDateTimeText(vValue.toString());
     }
     if (!value.isValid())
-        return Quoted(ToText(vValue), iProviderType);
+        return TextOrExpression(vValue, iProviderType);
 
     const DateTimeForm form = DateTimeFormOf(iProviderType);
     QString text;
@@ -313,10 +370,11 @@ QString FormatSqlValue(const QVariant& vValue, ql_eDataType iFieldType, ql_eProv
         return BinaryLiteral(vValue, iProviderType);
     case ql_eDataType::TypeSqlExpression:
         return ToText(vValue);
+    case ql_eDataType::TypeGUID:
+        return GuidLiteral(vValue, iProviderType);
     case ql_eDataType::TypeChar:
     case ql_eDataType::TypeVarChar:
     case ql_eDataType::TypeMemo:
-    case ql_eDataType::TypeGUID:
     case ql_eDataType::TypeCharUnicode:
     case ql_eDataType::TypeVarCharUnicode:
     case ql_eDataType::TypeMemoUnicode:

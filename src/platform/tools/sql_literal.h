@@ -18,12 +18,18 @@ namespace qldb {
 //   any number outside the enumeration): 'text' with every ' doubled ('O''Brien'); on MySql every
 //   backslash is doubled too. The Unicode types get N'text' on SQLServer. A QUuid is written
 //   without braces; a bool is 'True' or 'False'; a date is ISO text.
+// - Server-computed values of the date, time and GUID types: a text that is one function call or
+//   one parenthesised group spanning the whole text ("getdate()", "(newid())",
+//   "dateadd(day, 1, getdate())"), or CURRENT_TIMESTAMP, CURRENT_DATE, CURRENT_TIME, SYSDATE, is
+//   written unquoted, as it stands. A text holding ";", "--", "/*" or SELECT is never such an
+//   expression. Text types quote such texts like any other.
 // - TypeDate and TypeTime: the library keeps them as CHAR(8) "yyyyMMdd" and CHAR(6) "HHmmss"
-//   texts, so a QDate / QDateTime / QTime becomes '20240131' or '134500'; a text is quoted as is.
+//   texts, so a QDate / QDateTime / QTime becomes '20240131' or '134500'; any other text that is
+//   no expression is quoted as is.
 // - TypeDateTime, from a QDateTime (its date and wall-clock time), a QDate (midnight) or a text
 //   in one of the forms "yyyy-MM-dd", "yyyy-MM-ddTHH:mm:ss[.zzz]" ("T" or a blank), "yyyyMMdd",
-//   "yyyyMMdd HH:mm:ss[.zzz]", "yyyyMMddHHmmss" that is a real date and time (any other text is
-//   quoted as it stands, for the server to judge):
+//   "yyyyMMdd HH:mm:ss[.zzz]", "yyyyMMddHHmmss" that is a real date and time (any other text that
+//   is no expression is quoted as it stands, for the server to judge):
 //     SQLServer, SyBase  '20240131 13:45:00'   (".zzz" added when there are milliseconds)
 //     MsAccess           #01/31/2024 13:45:00#
 //     MySql              '2024-01-31 13:45:00' (".zzz" when there are milliseconds)

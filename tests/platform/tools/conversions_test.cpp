@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <utility>
 
 using namespace qldb;
 
@@ -33,4 +34,26 @@ TEST(Conversions, NullAndEmptyReadAsNothingAndTextsAsNumbers) {
         EXPECT_TRUE(IsNumericText(QString(text))) << text;
     for (const char* text : {"  ", "1,5", "12a", "inf", "0x10", "1 2"})
         EXPECT_FALSE(IsNumericText(QString(text))) << text;
+}
+
+// Floating values read as hosts write them: plain within 0.0001 and 10^15 (10^7 for a single), the
+// exponent form outside, never "1e+05".
+TEST(Conversions, FloatingValuesInTheHostsTextForm) {
+    const std::pair<QVariant, const char*> rows[] = {
+        {100000.0, "100000"},
+        {123456.5, "123456.5"},
+        {1e15, "1E+15"},
+        {999999999999999.0, "999999999999999"},
+        {0.00001, "1E-05"},
+        {0.0001, "0.0001"},
+        {-2.5, "-2.5"},
+        {0.1 + 0.2, "0.3"},
+        {-1.5e-300, "-1.5E-300"},
+        {123456789.123456789, "123456789.123457"},
+        {0.0, "0"},
+        {QVariant(0.1f), "0.1"},
+        {QVariant(12345678.0f), "1.234568E+07"},
+    };
+    for (const auto& [value, expected] : rows)
+        EXPECT_EQ(ToText(value), QString(expected)) << expected;
 }

@@ -96,3 +96,29 @@ TEST(FormatSqlValue, LiteralsByTypeAndProvider) {
     EXPECT_EQ(FormatSqlValue(QString("1234.5"), T::TypeDbl, P::SQLServer), "1234.5");
     QLocale::setDefault(saved);
 }
+
+// Defaults and values that the server computes are SQL of their own; only whole call or group
+// shapes count, so a value cannot bring a clause into the statement.
+TEST(FormatSqlValue, ServerComputedDatesAndGuidsGoUnquoted) {
+    const std::tuple<QString, T, const char*> rows[] = {
+        {"getdate()", T::TypeDateTime, "getdate()"},
+        {"CURRENT_TIMESTAMP", T::TypeDateTime, "CURRENT_TIMESTAMP"},
+        {"dateadd(day, (1), getdate())", T::TypeDateTime, "dateadd(day, (1), getdate())"},
+        {"(newid())", T::TypeGUID, "(newid())"},
+        {"convert(char(8), getdate(), 112)", T::TypeDate, "convert(char(8), getdate(), 112)"},
+        {"replace(convert(varchar(8), getdate(), 108), ':', '')", T::TypeTime,
+         "replace(convert(varchar(8), getdate(), 108), ':', '')"},
+        {"6f9619ff-8b86-d011-b42d-00c04fc964ff", T::TypeGUID, "'6f9619ff-8b86-d011-b42d-00c04fc964ff'"},
+        {"", T::TypeDateTime, "''"},
+        {"getdate()", T::TypeVarChar, "'getdate()'"},
+        // Shapes that would carry more than one value stay quoted texts.
+        {"getdate() OR 1=1", T::TypeDateTime, "'getdate() OR 1=1'"},
+        {"(1) OR (1=1)", T::TypeDate, "'(1) OR (1=1)'"},
+        {"x(')') OR (1=1)", T::TypeGUID, "'x('')'') OR (1=1)'"},
+        {"(SELECT MAX(D) FROM T)", T::TypeDateTime, "'(SELECT MAX(D) FROM T)'"},
+        {"getdate()); DROP TABLE T; (", T::TypeDateTime, "'getdate()); DROP TABLE T; ('"},
+        {"getdate(/*)*/)", T::TypeTime, "'getdate(/*)*/)'"},
+    };
+    for (const auto& [value, type, expected] : rows)
+        EXPECT_EQ(FormatSqlValue(value, type, P::SQLServer), QString::fromUtf8(expected)) << expected;
+}

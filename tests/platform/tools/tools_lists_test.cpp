@@ -19,6 +19,23 @@ TEST(DataTypeNames, PairedWordsNameTheSameType) {
     EXPECT_EQ(GetDataTypeFromName("varchar"), T::TypeChar);
 }
 
+TEST(DataTypeNames, StructureFileNamesWithAndWithoutUnicode) {
+    // Without Unicode the three Unicode types fall back to their plain widths; names are exact.
+    const std::tuple<const char*, bool, T> rows[] = {
+        {"TypeVarCharUnicode", true, T::TypeVarCharUnicode},
+        {"TypeVarCharUnicode", false, T::TypeVarChar},
+        {"TypeCharUnicode", false, T::TypeChar},
+        {"TypeMemoUnicode", false, T::TypeMemo},
+        {"TypeBigCounter", false, T::TypeBigCounter},
+        {"typeint", true, T::TypeNotSupported},
+        {"", true, T::TypeNotSupported},
+    };
+    for (const auto& [name, unicode, type] : rows) {
+        EXPECT_EQ(GetDataTypeFromName(name, unicode, false), type) << name << unicode;
+        EXPECT_EQ(GetDataTypeFromName(name, unicode, true), type) << name << unicode;
+    }
+}
+
 TEST(WordSearch, ItemsOfACommaSeparatedText) {
     // Whole trimmed items match, descending columns ("(-)") by their bare name too.
     const std::tuple<const char*, const char*, bool> rows[] = {
