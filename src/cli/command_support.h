@@ -23,6 +23,8 @@ inline constexpr int kExitDrift = 2;
 class ConsoleErrorService : public HeadlessErrorService {
 public:
     explicit ConsoleErrorService(QTextStream& err) : HeadlessErrorService(kDecisionLeave), m_err(err) {}
+    // Whether any routine reported an error: a command that met one exits with 1.
+    bool anyReported() const { return !reports().empty(); }
 
 protected:
     int32_t decide(const ReportedError& report) override;

@@ -45,7 +45,7 @@ int RunVersion(const QStringList& args, QTextStream& out, QTextStream& err) {
     out << "Version:         " << database.GetDbVersion(code) << '\n';
     out << "Created:         " << DateText(database.GetDbDate(code, 0)) << '\n';
     out << "Last update:     " << DateText(database.GetDbDate(code, 1)) << '\n';
-    int status = session.errors()->ErrorCount() > 0 ? kExitFailure : kExitOk;
+    int status = session.errors()->anyReported() ? kExitFailure : kExitOk;
     if (!structure.isEmpty()) {
         QString newer;
         const ql_eDbUpdate check = database.CheckDatabaseVersion(code, structure, &newer);

@@ -8,6 +8,9 @@ namespace qldb::cli {
 
 int RunConnstr(const QStringList& args, QTextStream& out, QTextStream& err);
 int RunSql(const QStringList& args, QTextStream& out, QTextStream& err);
+int RunExport(const QStringList& args, QTextStream& out, QTextStream& err);
+int RunVerify(const QStringList& args, QTextStream& out, QTextStream& err);
+int RunUpdate(const QStringList& args, QTextStream& out, QTextStream& err);
 int RunVersion(const QStringList& args, QTextStream& out, QTextStream& err);
 
 } // namespace qldb::cli

@@ -28,6 +28,8 @@ public:
     void setCursorLocation(int32_t location) override { m_inner->setCursorLocation(location); }
     int32_t IsolationLevel() const override { return m_inner->IsolationLevel(); }
     void setIsolationLevel(int32_t level) override { m_inner->setIsolationLevel(level); }
+    int32_t CommandTimeout() const override { return m_inner->CommandTimeout(); }
+    void setCommandTimeout(int32_t seconds) override { m_inner->setCommandTimeout(seconds); }
     void Open() override { m_inner->Open(); }
     void Close() override { m_inner->Close(); }
     void Cancel() override { m_inner->Cancel(); }
@@ -50,6 +52,7 @@ public:
     }
 
     int printed() const { return m_printed; }
+    std::shared_ptr<IDbConnection> inner() const { return m_inner; }
 
 private:
     std::shared_ptr<Recordset> skip(const QString& sStatement);

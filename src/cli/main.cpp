@@ -18,6 +18,10 @@ struct CommandEntry {
 const CommandEntry kCommands[] = {
     {"connstr", "print the connection string composed from the given settings", cli::RunConnstr},
     {"sql", "run statements and print the rows they return", cli::RunSql},
+    {"export", "write a structure file (and a documentation workbook) from the database", cli::RunExport},
+    {"verify", "compare the database with a structure file; exit 2 when it differs", cli::RunVerify},
+    {"update", "bring the database in step with a structure file (--dry-run prints the plan)",
+     cli::RunUpdate},
     {"version", "the structure version of a database code, and whether a structure file is newer",
      cli::RunVersion},
 };

@@ -20,13 +20,16 @@ void TerminalLog::setSelColor(int32_t color) {
     QString piece = Text().mid(SelStart(), SelLength());
     piece.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     piece.replace(QLatin1Char('\r'), QLatin1Char('\n'));
-    if (m_color && color == kColorRed)
+    if (!m_echo)
+        ;
+    else if (m_color && color == kColorRed)
         m_out << "\x1b[31m" << piece << "\x1b[0m";
     else if (m_color && color == kColorGrayText)
         m_out << "\x1b[2m" << piece << "\x1b[0m";
     else
         m_out << piece;
-    m_out.flush();
+    if (m_echo)
+        m_out.flush();
     if (m_fileStream) {
         *m_fileStream << piece;
         m_fileStream->flush();

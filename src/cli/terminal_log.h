@@ -12,8 +12,8 @@ namespace qldb::cli {
 
 class TerminalLog : public PlainTextLog {
 public:
-    // bColor: write ANSI colours (only when the stream is a terminal).
-    TerminalLog(QTextStream& out, bool bColor) : m_out(out), m_color(bColor) {}
+    // bEcho: print on the stream; bColor: with ANSI colours (only when the stream is a terminal).
+    TerminalLog(QTextStream& out, bool bEcho, bool bColor) : m_out(out), m_echo(bEcho), m_color(bColor) {}
     // Opens (truncates) the log file; false with the reason when it cannot.
     bool openFile(const QString& sFileName, QString* sError);
 
@@ -21,6 +21,7 @@ public:
 
 private:
     QTextStream& m_out;
+    bool m_echo;
     bool m_color;
     std::unique_ptr<QFile> m_file;
     std::unique_ptr<QTextStream> m_fileStream;
