@@ -49,7 +49,7 @@ QString VersionOrder(const QString& v, ql_eProviderType provider) {
     default:
         return QStringLiteral("SUBSTRING(") + v +
                QStringLiteral(", 1, 1) + REPLACE(STR(0, 4-CHARINDEX('.', ") + middle +
-               QStringLiteral(", 0), ' ', '0') + ") + middle;
+               QStringLiteral("), 0), ' ', '0') + ") + middle;
     }
 }
 
