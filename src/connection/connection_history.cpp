@@ -124,6 +124,9 @@ bool qlConnection::CheckTriggerStatus(QString* sTriggerDisabled, const QString& 
 QVariant qlConnection::AlterTriggersStatus(bool bEnable, const QString& sTableName) {
     ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, QStringLiteral("AlterTriggersStatus"));
     QVariant result;
+    // Switching every trigger of a table at once is SQL Server's; elsewhere there is nothing to do.
+    if (m_providerType != ql_eProviderType::SQLServer)
+        return result;
     const QString word = bEnable ? QStringLiteral("ENABLE") : QStringLiteral("DISABLE");
     const QString script = sTableName.isEmpty()
                                ? AllTriggersScript(word)
@@ -137,6 +140,9 @@ bool qlConnection::DisableChangeTracking() {
     const QString routine = QStringLiteral("DisableChangeTracking");
     ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, routine);
     bool result = false;
+    // Change tracking is SQL Server's; no other server has it to switch off.
+    if (m_providerType != ql_eProviderType::SQLServer)
+        return result;
     const QString tracked =
         QStringList{QStringLiteral("SELECT DISTINCT t.name"),
                     QStringLiteral("FROM sys.change_tracking_tables ctt"),

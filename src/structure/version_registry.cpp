@@ -28,22 +28,47 @@ QString Q(const QVariant& value) {
 
 // A version as sortable text: the first character, the middle part padded with zeros to three
 // digits, the rest. "2.3.219" gives "2003.219" and "2.03.1219" gives "2003.1219". A major
-// version of two digits breaks the order; that limit belongs to the version format.
-QString VersionOrder(const QString& v) {
-    return QStringLiteral("SUBSTRING(") + v +
-           QStringLiteral(", 1, 1) + REPLACE(STR(0, 4-CHARINDEX('.', SUBSTRING(") + v +
-           QStringLiteral(", 3, 100)), 0), ' ', '0') + SUBSTRING(") + v + QStringLiteral(", 3, 100)");
+// version of two digits breaks the order; that limit belongs to the version format. SQL Server
+// gets the expression hosts know; the other servers have no STR or CHARINDEX, and get the same
+// padding from a substring of zeros as long as the same width.
+QString VersionOrder(const QString& v, ql_eProviderType provider) {
+    const QString middle = QStringLiteral("SUBSTRING(") + v + QStringLiteral(", 3, 100)");
+    switch (provider) {
+    case ql_eProviderType::MsAccess: // SQLite here
+        return QStringLiteral("substr(") + v +
+               QStringLiteral(", 1, 1) || substr('0000', 1, 4 - instr(substr(") + v +
+               QStringLiteral(", 3, 100), '.')) || substr(") + v + QStringLiteral(", 3, 100)");
+    case ql_eProviderType::MySql:
+        return QStringLiteral("CONCAT(SUBSTRING(") + v +
+               QStringLiteral(", 1, 1), SUBSTRING('0000', 1, 4 - LOCATE('.', ") + middle +
+               QStringLiteral(")), ") + middle + QStringLiteral(")");
+    case ql_eProviderType::ODBC: // PostgreSQL and the other sources reached by name
+        return QStringLiteral("substr(") + v +
+               QStringLiteral(", 1, 1) || substr('0000', 1, 4 - strpos(substr(") + v +
+               QStringLiteral(", 3, 100), '.')) || substr(") + v + QStringLiteral(", 3, 100)");
+    default:
+        return QStringLiteral("SUBSTRING(") + v +
+               QStringLiteral(", 1, 1) + REPLACE(STR(0, 4-CHARINDEX('.', ") + middle +
+               QStringLiteral("), 0), ' ', '0') + ") + middle;
+    }
 }
 
-const QString kNewestFirst =
-    QStringLiteral("ORDER BY ") + VersionOrder(QStringLiteral("SYS_VERSION")) + QStringLiteral(" DESC");
+QString NewestFirst(ql_eProviderType provider) {
+    return QStringLiteral("ORDER BY ") + VersionOrder(QStringLiteral("SYS_VERSION"), provider) +
+           QStringLiteral(" DESC");
+}
+
+ql_eProviderType Provider(const qlDatabase& database) {
+    return database.Connection() ? database.Connection()->ProviderType() : ql_eProviderType::SQLServer;
+}
 
 // The newest row of the code: of any state, or only the completed ones.
-QString NewestRowQuery(const QString& sSelect, const QString& sDatabaseCode, bool bOnlyExist) {
+QString NewestRowQuery(const QString& sSelect, const QString& sDatabaseCode, bool bOnlyExist,
+                       ql_eProviderType provider) {
     QString sql = sSelect + CRLF + QStringLiteral("WHERE SYS_DATABASE = ") + Q(sDatabaseCode);
     if (!bOnlyExist)
         sql += QStringLiteral(" AND") + CRLF + QStringLiteral("      SYS_COMPLETED = 1");
-    return sql + CRLF + kNewestFirst;
+    return sql + CRLF + NewestFirst(provider);
 }
 
 // Sends sql and reads fnRead on its first row, each a step of the rule. A statement that gave no
@@ -86,7 +111,8 @@ QString qlDatabase::GetDbVersion(const QString& sDatabaseCode, bool bOnlyExist) 
     QString result = kNoVersion;
     ReadFirstRow(
         rule, *this, QStringLiteral("GetDbVersion"),
-        NewestRowQuery(QStringLiteral("SELECT SYS_VERSION FROM SYS_DBS"), sDatabaseCode, bOnlyExist),
+        NewestRowQuery(QStringLiteral("SELECT SYS_VERSION FROM SYS_DBS"), sDatabaseCode, bOnlyExist,
+                       Provider(*this)),
         [&](Recordset& set) { result = TrimBlanks(ToText(set.Value(QStringLiteral("SYS_VERSION")))); });
     return result;
 }
@@ -94,9 +120,10 @@ QString qlDatabase::GetDbVersion(const QString& sDatabaseCode, bool bOnlyExist) 
 QString qlDatabase::GetSYSComparisonRoule(const QString& sDatabaseCode, bool bOnlyExist) {
     ErrorRule rule(ErrorKind::Report, m_errors.get(), kClass, QStringLiteral("GetSYSComparisonRoule"));
     QString result;
-    ReadFirstRow(rule, *this, QStringLiteral("GetSYSComparisonRoule"),
-                 NewestRowQuery(QStringLiteral("SELECT * FROM SYS_DBS"), sDatabaseCode, bOnlyExist),
-                 [&](Recordset& set) { result = ToText(set.Value(QStringLiteral("SYS_DCC"))); });
+    ReadFirstRow(
+        rule, *this, QStringLiteral("GetSYSComparisonRoule"),
+        NewestRowQuery(QStringLiteral("SELECT * FROM SYS_DBS"), sDatabaseCode, bOnlyExist, Provider(*this)),
+        [&](Recordset& set) { result = ToText(set.Value(QStringLiteral("SYS_DCC"))); });
     return result;
 }
 
@@ -105,6 +132,10 @@ QString qlDatabase::GetDbComparisonRoule() {
     QString result;
     QString database;
     if (!rule.run([&] { database = connection().DatabaseName(); }))
+        return result;
+    // The database's collation is a SQL Server property; other servers answer none, as the catalog
+    // reads of the connection do.
+    if (Provider(*this) != ql_eProviderType::SQLServer)
         return result;
     ReadFirstRow(rule, *this, QStringLiteral("GetDbComparisonRoule"),
                  QStringLiteral("SELECT DATABASEPROPERTYEX('") + database +
@@ -121,7 +152,7 @@ QDateTime qlDatabase::GetDbDate(const QString& sDatabaseCode, int16_t iDate) {
     const QString sql = QStringLiteral("SELECT SYS_DATE FROM SYS_DBS") + CRLF +
                         QStringLiteral("WHERE SYS_DATABASE = ") + Q(sDatabaseCode) + QStringLiteral(" AND") +
                         CRLF + creation + CRLF + QStringLiteral("      SYS_COMPLETED = 1") + CRLF +
-                        kNewestFirst;
+                        NewestFirst(Provider(*this));
     ReadFirstRow(rule, *this, QStringLiteral("GetDbDate"), sql, [&](Recordset& set) {
         const QVariant value = set.Value(QStringLiteral("SYS_DATE"));
         if (!IsNullOrEmpty(value))
@@ -165,12 +196,13 @@ bool qlDatabase::SetDbVersion(const QString& sDatabaseCode, const QString& sNewV
     }
 
     // The newest completed version and the new one, both in the sortable form of the server.
-    const QString compare =
-        QStringLiteral("SELECT") + CR + QStringLiteral("   ") + VersionOrder(QStringLiteral("SYS_VERSION")) +
-        QStringLiteral(" OLD_VER, ") + CR + QStringLiteral("   ") + VersionOrder(Q(version)) +
-        QStringLiteral(" NEW_VER") + CR + QStringLiteral("FROM SYS_DBS") + CRLF +
-        QStringLiteral("WHERE SYS_DATABASE = ") + Q(sDatabaseCode) + QStringLiteral(" AND") + CRLF +
-        QStringLiteral("      SYS_COMPLETED = 1") + CRLF + kNewestFirst;
+    const QString compare = QStringLiteral("SELECT") + CR + QStringLiteral("   ") +
+                            VersionOrder(QStringLiteral("SYS_VERSION"), Provider(*this)) +
+                            QStringLiteral(" OLD_VER, ") + CR + QStringLiteral("   ") +
+                            VersionOrder(Q(version), Provider(*this)) + QStringLiteral(" NEW_VER") + CR +
+                            QStringLiteral("FROM SYS_DBS") + CRLF + QStringLiteral("WHERE SYS_DATABASE = ") +
+                            Q(sDatabaseCode) + QStringLiteral(" AND") + CRLF +
+                            QStringLiteral("      SYS_COMPLETED = 1") + CRLF + NewestFirst(Provider(*this));
     QString oldVersion = kNoVersion;
     QString newVersion = version;
     if (!ReadFirstRow(rule, *this, routine, compare, [&](Recordset& set) {

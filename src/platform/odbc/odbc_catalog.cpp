@@ -68,6 +68,27 @@ template <class Visit> void ForFirstOwner(Recordset& rs, Visit&& visit) {
     }
 }
 
+// Some drivers (SQLite's) report every text column as narrow text; the declared type still tells
+// a national column (NCHAR, NVARCHAR, NTEXT) apart, and such a column has the wide type.
+int32_t NationalTextType(int32_t adoType, const QString& typeName) {
+    const QString name = typeName.trimmed().toUpper();
+    const bool national =
+        name.startsWith(QLatin1String("NCHAR")) || name.startsWith(QLatin1String("NVARCHAR")) ||
+        name.startsWith(QLatin1String("NTEXT")) || name.startsWith(QLatin1String("NATIONAL"));
+    if (!national)
+        return adoType;
+    switch (adoType) {
+    case ado::adChar:
+        return ado::adWChar;
+    case ado::adVarChar:
+        return ado::adVarWChar;
+    case ado::adLongVarChar:
+        return ado::adLongVarWChar;
+    default:
+        return adoType;
+    }
+}
+
 std::vector<CatalogColumn> ColumnsNamed(SQLHDBC dbc, const QString& sTableName, const OdbcCallSite& site) {
     QString pattern = LiteralPattern(dbc, sTableName);
     QString all = QStringLiteral("%");
@@ -81,8 +102,10 @@ std::vector<CatalogColumn> ColumnsNamed(SQLHDBC dbc, const QString& sTableName, 
         const QString typeName = ToText(row.Value(kColumnsTypeName));
         CatalogColumn column;
         column.Name = ToText(row.Value(kColumnsName));
-        column.Type = AdoTypeOfSqlType(
-            sqlType, typeName.contains(QLatin1String("unsigned"), Qt::CaseInsensitive), typeName);
+        column.Type = NationalTextType(
+            AdoTypeOfSqlType(sqlType, typeName.contains(QLatin1String("unsigned"), Qt::CaseInsensitive),
+                             typeName),
+            typeName);
         column.DefinedSize =
             AdoDefinedSize(column.Type, static_cast<SQLULEN>(std::max(0, ToLong(row.Value(kColumnsSize)))));
         columns.push_back(column);
