@@ -103,10 +103,10 @@ TEST_F(BackupJobs, EveryKindRunsItsStatementAsAStartedOneStepJob) {
                                            "Restore_Copy")));
     ASSERT_EQ(host->messages().size(), 1u);
     const ShownMessage& box = host->messages()[0];
-    EXPECT_EQ(box.Text, "Il Database Copy Esiste già.Se prosegui perderai tutti i dati.Proseguire?");
-    EXPECT_EQ((std::vector<int32_t>{static_cast<int32_t>(box.Buttons), static_cast<int32_t>(box.Icon)}),
-              (std::vector<int32_t>{4, 48}));
-    EXPECT_EQ(box.Title, "Mirando ERP");
+    EXPECT_EQ((QStringList{box.Text, box.Title, QString::number(static_cast<int32_t>(box.Buttons)),
+                           QString::number(static_cast<int32_t>(box.Icon))}),
+              (QStringList{"Il Database Copy Esiste già.Se prosegui perderai tutti i dati.Proseguire?",
+                           "Mirando ERP", "4", "48"}));
     // A restore leaves the buttons off until the poll sees the end; the pointer is back each time.
     EXPECT_FALSE(wizard.cmdEndEnabled || wizard.cmdPreviousEnabled || wizard.cmdNextEnabled);
     EXPECT_EQ(host->pointerChanges(),
@@ -155,22 +155,20 @@ TEST_F(BackupJobs, ProgrammedBackupGetsTheScheduleInsteadOfAStart) {
     EXPECT_EQ(ReportedRoutines(), QStringList{"frmBackup.ProgrammingBackup"});
 }
 
-TEST_F(BackupJobs, AnsweringNoStartsNothingAndIsNoFailure) {
+TEST_F(BackupJobs, ARestoreUnderANewNameCanEndBeforeItsJob) {
+    // Answering No to replacing the database starts nothing and is no failure.
     Databases({"Copy"});
     wizard.bOperationDone = true;
     host->queueAnswer(MsgAnswer::No);
     EXPECT_TRUE(Run(2));
-    EXPECT_EQ(Sent(), QStringList{"sp_databases"});
     EXPECT_TRUE(wizard.cmdPreviousEnabled && wizard.cmdEndEnabled);
     EXPECT_FALSE(wizard.cmdNextEnabled || wizard.bOperationDone || wizard.ProgressBarVisible);
     EXPECT_TRUE(errors->reports().empty());
-}
-
-TEST_F(BackupJobs, ABackupOfOneFileCannotBeRestoredUnderANewName) {
+    // A backup of one file has no log file to move.
+    wizard.txtNewDatabase = "Other";
     msdb->respond(kFileList, ScriptedConnection::Table({"LogicalName"}, {{"Sales_Data"}}));
-    Databases({});
     EXPECT_FALSE(Run(2));
-    EXPECT_EQ(Sent(), (QStringList{"sp_databases", kFileList}));
+    EXPECT_EQ(Sent(), (QStringList{"sp_databases", "sp_databases", kFileList}));
     EXPECT_EQ(ReportedRoutines(), QStringList{"frmBackup.GetFilesList"});
 }
 

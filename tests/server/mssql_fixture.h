@@ -21,9 +21,6 @@
 inline void PrintTo(const QString& s, std::ostream* os) {
     *os << '"' << s.toStdString() << '"';
 }
-inline void PrintTo(const QStringList& l, std::ostream* os) {
-    *os << "{\n  \"" << l.join("\",\n  \"").toStdString() << "\"\n}";
-}
 
 namespace qldb::test {
 

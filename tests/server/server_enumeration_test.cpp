@@ -19,17 +19,8 @@ QString Tables(const QString& db) {
     return "SELECT name FROM [" + db + "].sys.objects WHERE type IN ('U', 'S') ORDER BY name";
 }
 
-class Enumeration : public MsSqlSystemTest {
-protected:
-    void SetUp() override {
-        MsSqlSystemTest::SetUp();
-        // Every login is a connection of its own, programmed alike.
-        sys->setConnectionFactory([this] {
-            login = std::make_shared<ScriptedConnection>();
-            program(*login);
-            return login;
-        });
-    }
+TEST_F(MsSqlSystemTest, TablesAndManagedDatabasesThroughAScriptedLogin) {
+    // Every login is a connection of its own, programmed alike.
     std::function<void(ScriptedConnection&)> program = [](ScriptedConnection& c) {
         c.respond(kDatabases, ScriptedConnection::Table({"name"}, {{"master"}, {"Sales"}, {"Web]Shop"}}));
         c.respond(Tables("master"), ScriptedConnection::Table({"name"}, {{"spt_values"}}));
@@ -38,9 +29,11 @@ protected:
         c.respond(Tables("Web]]Shop"), ScriptedConnection::Table({"name"}, {{"sys_dbs"}}));
     };
     std::shared_ptr<ScriptedConnection> login;
-};
-
-TEST_F(Enumeration, TablesAndManagedDatabases) {
+    sys->setConnectionFactory([&] {
+        login = std::make_shared<ScriptedConnection>();
+        program(*login);
+        return login;
+    });
     EXPECT_EQ(sys->GetTables("SRV01", "sa", "pw", "SALES"),
               (QStringList{"A01_CLI", "SYS_DBS", "sysrowsets"}));
     EXPECT_TRUE(login->ConnectionString().contains("Initial Catalog=master"));
@@ -52,7 +45,7 @@ TEST_F(Enumeration, TablesAndManagedDatabases) {
     EXPECT_EQ(login->trace().last(), "Close");
     // An unreachable server: told through the flag, without a report.
     program = [](ScriptedConnection& c) {
-        c.failOpen(kErrGeneral, "[FreeTDS][SQL Server]Unable to connect to data source");
+        c.failOpen(kErrGeneral, "[FreeTDS][SQL Server]Unable to connect");
     };
     EXPECT_EQ(sys->GetMirandoDb("nohost", "sa", "pw", &missing), QStringList{});
     EXPECT_TRUE(missing);
