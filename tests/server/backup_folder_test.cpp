@@ -1,7 +1,7 @@
 // The server's backup folder seen from the client, over a local folder and over a Samba share that
 // the test starts on loopback, and the wizard's file list and progress poll over it.
+#include "loopback_servers.h"
 #include "mssql_fixture.h"
-#include "samba_server.h"
 #include "server/backup_folder.h"
 
 #include <QDir>
@@ -25,10 +25,10 @@ QString Failure(const std::function<void()>& call) {
     return "none";
 }
 
-class BackupFolderTest : public WizardTest {
+class BackupFolderTest : public MsSqlSystemTest {
 protected:
     void SetUp() override {
-        WizardTest::SetUp();
+        MsSqlSystemTest::SetUp();
         m_folder = root.filePath("TestBackup");
         QDir().mkpath(m_folder + "/dir.bak");
         for (const char* name : {"a.bak", "B.BAK", "notes.txt", "x.bak.txt"})

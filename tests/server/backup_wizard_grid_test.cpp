@@ -6,10 +6,10 @@ namespace {
 const QString kFullJob = "Orlina_Sales_Backup_Full_20240131090507";
 const QString kProgrammedJob = "Orlina_Sales_Backup_Diff_20240201000000";
 
-class BackupGrid : public WizardTest {
+class BackupGrid : public MsSqlSystemTest {
 protected:
     void SetUp() override {
-        WizardTest::SetUp();
+        MsSqlSystemTest::SetUp();
         msdb->respond(
             "sp_help_job",
             ScriptedConnection::Table({"name", "category", "next_run_date", "next_run_time", "last_run_date",

@@ -37,10 +37,10 @@ const QStringList kDiffChain =
           "BACKUP DATABASE Sales TO DISK = 'c:\\TestBackup\\Sales.bak' WITH DIFFERENTIAL,STATS = 10",
           "Backup_Differenziale", "Sales");
 
-class BackupJobs : public WizardTest {
+class BackupJobs : public MsSqlSystemTest {
 protected:
     void SetUp() override {
-        WizardTest::SetUp();
+        MsSqlSystemTest::SetUp();
         wizard.lstDatabase.Items = QStringList{"Sales"};
         wizard.lstDatabase.SelectedItem = 0;
         wizard.cmbFilesBak = {{{"Sales.bak", 0}}, 0};

@@ -1,7 +1,7 @@
 #pragma once
-// A host connection and a qlMsSqlSystem whose MSDB connection is a scripted one (msdb), so that
-// what reaches the server reads back in order, and settings of the test's own (root). WizardTest
-// puts the backup wizard's logic on it.
+// A host connection, and a qlMsSqlSystem and the backup wizard's logic whose MSDB connection is a
+// scripted one (msdb), so that what reaches the server reads back in order; settings of the test's
+// own (root).
 #include "connection/ql_connection.h"
 #include "dialogs/backup/backup_wizard_logic.h"
 #include "platform/tools/configuration.h"
@@ -38,6 +38,9 @@ protected:
         sys = NewSystem();
         ASSERT_TRUE(root.isValid());
         setProductRoot(root.path());
+        wizard.Connection = conn.get();
+        wizard.MsSqlSystemSource = [this] { return NewSystem(); };
+        wizard.Clock = [] { return QDateTime(QDate(2024, 1, 31), QTime(9, 5, 7)); };
     }
     void TearDown() override { setProductRoot(QString()); }
     // Every qlMsSqlSystem of a test shares msdb, so one trace holds all their calls.
@@ -83,18 +86,7 @@ protected:
     std::unique_ptr<qlConnection> conn;
     std::unique_ptr<qlMsSqlSystem> sys;
     QTemporaryDir root;
-};
-
-// The wizard's logic on the same scripted MSDB connection, with a fixed clock.
-class WizardTest : public MsSqlSystemTest {
-protected:
-    void SetUp() override {
-        MsSqlSystemTest::SetUp();
-        wizard.Connection = conn.get();
-        wizard.MsSqlSystemSource = [this] { return NewSystem(); };
-        wizard.Clock = [] { return QDateTime(QDate(2024, 1, 31), QTime(9, 5, 7)); };
-    }
-    BackupWizardLogic wizard;
+    BackupWizardLogic wizard; // the backup wizard's logic on the same MSDB, with a fixed clock
 };
 
 } // namespace qldb::test

@@ -1,15 +1,8 @@
 // GetTables and GetMirandoDb through a scripted login, and GetSqlServers against a browser
 // responder of the test's own on loopback: nothing is ever sent to another address.
+#include "loopback_servers.h"
 #include "mssql_fixture.h"
 #include "server/server_browser.h"
-
-#include <arpa/inet.h>
-#include <atomic>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <thread>
-#include <unistd.h>
 
 namespace qldb::test {
 namespace {
@@ -58,52 +51,6 @@ TEST_F(MsSqlSystemTest, TablesAndManagedDatabasesThroughAScriptedLogin) {
     EXPECT_EQ(ReportedRoutines(), QStringList{"qlMsSqlSystem.GetMirandoDb"});
 }
 
-// A browser service on a loopback port: answers each request with the datagrams it was given.
-class Responder {
-public:
-    explicit Responder(std::vector<QByteArray> answers) : m_answers(std::move(answers)) {
-        m_fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(a);
-        ::bind(m_fd, reinterpret_cast<sockaddr*>(&a), sizeof(a));
-        ::getsockname(m_fd, reinterpret_cast<sockaddr*>(&a), &size);
-        m_port = ntohs(a.sin_port);
-        // Reads give up every 50 ms so that the thread sees the stop.
-        const timeval tick{0, 50000};
-        ::setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &tick, sizeof(tick));
-        m_thread = std::thread([this] {
-            while (!m_stop) {
-                char request[16];
-                sockaddr_in from{};
-                socklen_t fromSize = sizeof(from);
-                auto* f = reinterpret_cast<sockaddr*>(&from);
-                if (::recvfrom(m_fd, request, sizeof(request), 0, f, &fromSize) != 1 || request[0] != 0x02)
-                    continue;
-                ++m_requests;
-                for (const QByteArray& answer : m_answers)
-                    ::sendto(m_fd, answer.constData(), answer.size(), 0, f, fromSize);
-            }
-        });
-    }
-    ~Responder() {
-        m_stop = true;
-        m_thread.join();
-        ::close(m_fd);
-    }
-    uint16_t port() const { return m_port; }
-    int requests() const { return m_requests; }
-
-private:
-    std::vector<QByteArray> m_answers;
-    int m_fd = -1;
-    uint16_t m_port = 0;
-    std::atomic<bool> m_stop{false};
-    std::atomic<int> m_requests{0};
-    std::thread m_thread;
-};
-
 QByteArray Answer(const QByteArray& text) {
     QByteArray datagram(1, 0x05);
     datagram.append(static_cast<char>(text.size() & 0xff));
@@ -113,7 +60,7 @@ QByteArray Answer(const QByteArray& text) {
 
 TEST_F(MsSqlSystemTest, BrowserInstancesOfTheAnswersWithinTheTimeout) {
     WriteSetting("SqlBrowserTimeout", "300");
-    Responder responder(
+    BrowserResponder responder(
         {Answer("ServerName;DB1;InstanceName;MSSQLSERVER;IsClustered;No;Version;15.0.2000.5;tcp;1433;;"
                 "ServerName;DB1;InstanceName;SQLEXPRESS;IsClustered;No;Version;16.0.1000.6;tcp;49172;;"),
          // Malformed: a wrong length, a wrong kind, and a record without an instance.
@@ -125,7 +72,7 @@ TEST_F(MsSqlSystemTest, BrowserInstancesOfTheAnswersWithinTheTimeout) {
     EXPECT_EQ(sys->GetSqlServers(), (QStringList{"DB1", "DB1\\SQLEXPRESS"}));
     EXPECT_EQ(responder.requests(), 1);
     // Nobody answering within the timeout: an empty list.
-    Responder silent({});
+    BrowserResponder silent({});
     WriteSetting("SqlBrowserHosts", QStringLiteral("127.0.0.1:%1").arg(silent.port()));
     EXPECT_EQ(sys->GetSqlServers(), QStringList{});
     EXPECT_EQ(silent.requests(), 1);

@@ -1,7 +1,6 @@
 #pragma once
-// An smbd of the test's own on a free loopback port, sharing one folder as "backup" to the current
-// user with a password. Everything it needs lives in a temporary folder; it stops when the object
-// goes. Without smbd on the machine (or able to start) available() is false and why() says why.
+// Servers of the test's own on loopback: an smbd sharing a folder, and a SQL Server Browser
+// service that answers with the datagrams it was given. Nothing listens on another address.
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -10,15 +9,44 @@
 #include <QString>
 #include <QTemporaryDir>
 #include <QThread>
+#include <atomic>
+#include <thread>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace qldb::test {
 
+// A socket on 127.0.0.1: with port 0 bound to a free port, whose number goes into port; otherwise
+// connected to port, or -1 when nothing listens there.
+inline int Loopback(int type, int& port) {
+    const int fd = ::socket(AF_INET, type, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_port = htons(static_cast<uint16_t>(port));
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof(a);
+    auto* p = reinterpret_cast<sockaddr*>(&a);
+    if (port != 0) {
+        if (::connect(fd, p, size) == 0)
+            return fd;
+        ::close(fd);
+        return -1;
+    }
+    ::bind(fd, p, size);
+    ::getsockname(fd, p, &size);
+    port = ntohs(a.sin_port);
+    return fd;
+}
+
+// An smbd on a free port, sharing one folder as "backup" to the current user with a password.
+// Everything it needs lives in a temporary folder; it stops when the object goes. Without smbd on
+// the machine (or able to start) available() is false and why() says why.
 class SambaServer {
 public:
     SambaServer() { m_ready = start(); }
@@ -37,24 +65,6 @@ public:
     static QString password() { return QStringLiteral("qldb-Secret1"); }
 
 private:
-    // Port 0 binds to a free port, which the kernel names; any other port is tried for a listener.
-    static int Probe(int port) {
-        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_port = htons(static_cast<uint16_t>(port));
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(a);
-        auto* p = reinterpret_cast<sockaddr*>(&a);
-        int result = 0;
-        if (port != 0)
-            result = ::connect(fd, p, sizeof(a)) == 0 ? port : 0;
-        else if (::bind(fd, p, sizeof(a)) == 0 && ::getsockname(fd, p, &size) == 0)
-            result = ntohs(a.sin_port);
-        ::close(fd);
-        return result;
-    }
-
     bool start() {
         const QStringList dirs = {"/usr/sbin", "/usr/bin", "/sbin", "/bin"};
         const QString smbd = QStandardPaths::findExecutable("smbd", dirs);
@@ -65,7 +75,7 @@ private:
         }
         if (const passwd* pw = ::getpwuid(::getuid()))
             m_user = QString::fromLocal8Bit(pw->pw_name);
-        m_port = Probe(0);
+        ::close(Loopback(SOCK_STREAM, m_port));
         const QString d = m_dir.path();
         QDir(d).mkpath("share");
         QDir(d).mkpath("var");
@@ -100,7 +110,8 @@ private:
         QElapsedTimer clock;
         clock.start();
         while (clock.elapsed() < 15000 && m_smbd.state() != QProcess::NotRunning) {
-            if (Probe(m_port) != 0)
+            int port = m_port;
+            if (const int fd = Loopback(SOCK_STREAM, port); fd >= 0 && ::close(fd) == 0)
                 return true;
             QThread::msleep(100);
         }
@@ -115,6 +126,45 @@ private:
     int m_port = 0;
     bool m_ready = false;
     QString m_why;
+};
+
+// A browser service on a loopback port: answers each request with the datagrams it was given.
+class BrowserResponder {
+public:
+    explicit BrowserResponder(std::vector<QByteArray> answers) : m_answers(std::move(answers)) {
+        m_fd = Loopback(SOCK_DGRAM, m_port);
+        // Reads give up every 50 ms so that the thread sees the stop.
+        const timeval tick{0, 50000};
+        ::setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &tick, sizeof(tick));
+        m_thread = std::thread([this] {
+            while (!m_stop) {
+                char request[16];
+                sockaddr_in from{};
+                socklen_t fromSize = sizeof(from);
+                auto* f = reinterpret_cast<sockaddr*>(&from);
+                if (::recvfrom(m_fd, request, sizeof(request), 0, f, &fromSize) != 1 || request[0] != 0x02)
+                    continue;
+                ++m_requests;
+                for (const QByteArray& answer : m_answers)
+                    ::sendto(m_fd, answer.constData(), answer.size(), 0, f, fromSize);
+            }
+        });
+    }
+    ~BrowserResponder() {
+        m_stop = true;
+        m_thread.join();
+        ::close(m_fd);
+    }
+    int port() const { return m_port; }
+    int requests() const { return m_requests; }
+
+private:
+    std::vector<QByteArray> m_answers;
+    int m_fd = -1;
+    int m_port = 0;
+    std::atomic<bool> m_stop{false};
+    std::atomic<int> m_requests{0};
+    std::thread m_thread;
 };
 
 } // namespace qldb::test
