@@ -16,15 +16,6 @@ void Write(const QString& path, const QByteArray& content, bool append = false) 
     f.write(content);
 }
 
-QString Failure(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const qlException& e) {
-        return e.description();
-    }
-    return "none";
-}
-
 class BackupFolderTest : public MsSqlSystemTest {
 protected:
     void SetUp() override {

@@ -78,12 +78,8 @@ TEST(BackupSchedule, UnreadableTimeOrDateIsATypeMismatch) {
         ScheduleSheets s = Daily(true, "");
         s.txtTime[0] = time;
         s.txtStartDate = date;
-        try {
-            SetSchedulingParameters(s);
-            ADD_FAILURE() << time << " " << date;
-        } catch (const qlException& e) {
-            EXPECT_EQ(e.number(), 13);
-        }
+        EXPECT_TRUE(test::Failure([&] { SetSchedulingParameters(s); }).startsWith("13: "))
+            << time << " " << date;
     }
 }
 

@@ -24,6 +24,16 @@ inline void PrintTo(const QString& s, std::ostream* os) {
 
 namespace qldb::test {
 
+// "number: description" of what the call raises, "none" when it raises nothing.
+inline QString Failure(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const qlException& e) {
+        return QString::number(e.number()) + QStringLiteral(": ") + e.description();
+    }
+    return QStringLiteral("none");
+}
+
 class MsSqlSystemTest : public ::testing::Test {
 protected:
     void SetUp() override {
