@@ -1,7 +1,5 @@
 #include "mssql_fixture.h"
 
-#include <tuple>
-
 namespace qldb::test {
 namespace {
 
