@@ -1,199 +1,174 @@
-#include "wizard_fixture.h"
+#include "mssql_fixture.h"
 
 namespace qldb::test {
 namespace {
 
 const QString kFullJob = "Orlina_Sales_Backup_Full_20240131090507";
-const QString kStepTail = " @subsystem=TSQL(40) @server=SRV01(30)";
-const QString kRetries = " @on_success_action=3(0) @retry_attempts=5(0) @retry_interval=5(0) "
-                         "@output_file_name=c:\\TestBackup\\test.txt(200)";
+const QString kDiffJob = "Orlina_Sales_Backup_Diff_20240131090507";
+const QString kRestoreJob = "Orlina_Sales_Restore_20240131090507";
+const QString kFileList = "RESTORE FILELISTONLY FROM DISK = 'c:\\TestBackup\\Sales.bak'";
 
-QString AddJob(const QString& job, const QString& description) {
-    return "sp_add_job @job_name=" + job + "(128) @enabled=1(0) @description=" + description +
-           "(128) @owner_login_name=sa(128) @category_name=Database Maintenance(128)";
+// The chain of a one-step job: created, given its step, put on the server, started.
+QStringList Chain(const QString& job, const QString& description, const QString& command, const QString& step,
+                  const QString& database = QString()) {
+    const QString name = "@job_name=" + job + "(128)";
+    return {"sp_add_job " + name + " @enabled=1(0) @description=" + description +
+                "(128) @owner_login_name=sa(128) @category_name=Database Maintenance(128)",
+            "sp_add_jobstep " + name + " @command=" + command + "(3200) @step_name=" + step +
+                "(128) @subsystem=TSQL(40) @server=SRV01(30)" +
+                (database.isEmpty() ? QString() : " @database_name=" + database + "(128)") +
+                " @on_success_action=3(0) @retry_attempts=5(0) @retry_interval=5(0) "
+                "@output_file_name=c:\\TestBackup\\test.txt(200)",
+            "sp_add_jobserver " + name + " @server_name=SRV01(30)", "sp_start_job " + name};
+}
+// A restore job's chain inside the single-user spell of the database it replaces.
+QStringList SingleUser(const QString& db, const QStringList& chain) {
+    return QStringList{"ALTER DATABASE " + db + " SET SINGLE_USER WITH ROLLBACK IMMEDIATE"} + chain +
+           QStringList{"ALTER DATABASE " + db + " SET MULTI_USER"};
 }
 
-class BackupJobs : public WizardTest {
+// The full backup has no blank before WITH INIT; the differential one has it.
+const QStringList kFullChain =
+    Chain(kFullJob, "Backup Di Sales",
+          "BACKUP DATABASE Sales TO DISK = 'c:\\TestBackup\\Sales.bak'WITH INIT,STATS = 10",
+          "Backup_Completo", "Sales");
+const QStringList kDiffChain =
+    Chain(kDiffJob, "Backup Di Sales",
+          "BACKUP DATABASE Sales TO DISK = 'c:\\TestBackup\\Sales.bak' WITH DIFFERENTIAL,STATS = 10",
+          "Backup_Differenziale", "Sales");
+
+class BackupJobs : public MsSqlSystemTest {
 protected:
     void SetUp() override {
-        WizardTest::SetUp();
+        MsSqlSystemTest::SetUp();
         wizard.lstDatabase.Items = QStringList{"Sales"};
         wizard.lstDatabase.SelectedItem = 0;
+        wizard.cmbFilesBak = {{{"Sales.bak", 0}}, 0};
+        wizard.txtNewDatabase = "Copy";
     }
-    void FileList(const std::vector<Row>& rows) {
-        msdb->respond("RESTORE FILELISTONLY FROM DISK = 'c:\\TestBackup\\Sales.bak'",
-                      ScriptedConnection::Table({"LogicalName", "PhysicalName", "Type"}, rows));
+    void Databases(const QStringList& names) {
+        std::vector<Row> rows;
+        for (const QString& n : names)
+            rows.push_back({n, 1024, QVariant()});
+        msdb->respond("sp_databases",
+                      ScriptedConnection::Table({"DATABASE_NAME", "DATABASE_SIZE", "REMARKS"}, rows));
+    }
+    // A fresh MSDB with these databases, a backup of two files, and job unknown to AddJob's test
+    // and known (idle) from then on.
+    void Fresh(const QString& job, const QStringList& databases = {}) {
+        msdb = std::make_shared<ScriptedConnection>();
+        msdb->respond(kFileList, ScriptedConnection::Table({"LogicalName"}, {{"Sales_Data"}, {"Sales_Log"}}));
+        Databases(databases);
+        Jobs({}, 4, true);
+        Jobs({job});
+    }
+    bool Run(int32_t menu, int32_t type = -1) {
+        wizard.optMenu = menu;
+        wizard.optBackupTypes = type;
+        return menu == 0 ? wizard.Backup() : wizard.Restore();
     }
 };
 
-TEST_F(BackupJobs, ImmediateBackupsBuildAndStartOneStepJobs) {
-    NewJobThenIdle(kFullJob);
-    wizard.optBackupTypes = 0;
-    ASSERT_TRUE(wizard.Backup());
-    EXPECT_EQ(Sent(), (QStringList{AddJob(kFullJob, "Backup Di Sales"),
-                                   "sp_add_jobstep @job_name=" + kFullJob +
-                                       "(128) @command=BACKUP DATABASE Sales TO DISK = "
-                                       "'c:\\TestBackup\\Sales.bak'WITH INIT,STATS = 10(3200) "
-                                       "@step_name=Backup_Completo(128)" +
-                                       kStepTail + " @database_name=Sales(128)" + kRetries,
-                                   "sp_add_jobserver @job_name=" + kFullJob + "(128) @server_name=SRV01(30)",
-                                   "sp_start_job @job_name=" + kFullJob + "(128)"}));
-    EXPECT_TRUE(wizard.tmrParseEnabled);
-    EXPECT_EQ(wizard.tmrParseInterval, 2000);
-    EXPECT_TRUE(wizard.ProgressBarVisible);
-    EXPECT_EQ(wizard.lblEnd, "Operazione in corso...");
-    EXPECT_EQ(msdb->trace().last(), "Close"); // the MSDB connection ends with the routine
-
-    // A differential one is polled more often.
-    msdb = std::make_shared<ScriptedConnection>();
-    NewJobThenIdle("Orlina_Sales_Backup_Diff_20240131090507");
-    wizard.optBackupTypes = 2;
-    ASSERT_TRUE(wizard.Backup());
-    EXPECT_EQ(wizard.tmrParseInterval, 500);
-    EXPECT_TRUE(Sent().at(1).contains("'c:\\TestBackup\\Sales.bak' WITH DIFFERENTIAL,STATS = 10(3200) "
-                                      "@step_name=Backup_Differenziale(128)"));
+TEST_F(BackupJobs, EveryKindRunsItsStatementAsAStartedOneStepJob) {
+    const auto run = [&](int32_t menu, int32_t type, const QString& job, int32_t interval,
+                         const QStringList& databases = {}) {
+        Fresh(job, databases);
+        wizard.tmrParseEnabled = wizard.ProgressBarVisible = false;
+        EXPECT_TRUE(Run(menu, type));
+        EXPECT_EQ(wizard.tmrParseInterval, interval) << job.toStdString();
+        EXPECT_TRUE(wizard.tmrParseEnabled && wizard.ProgressBarVisible);
+        EXPECT_EQ(wizard.lblEnd, "Operazione in corso...");
+        EXPECT_EQ(msdb->trace().last(), "Close"); // the MSDB connection ends with the routine
+        return Sent();
+    };
+    EXPECT_EQ(run(0, 0, kFullJob, 2000), kFullChain);
+    EXPECT_EQ(run(0, 2, kDiffJob, 500), kDiffChain); // short: its progress is looked at more often
+    const QString from = " FROM DISK = 'c:\\TestBackup\\Sales.bak' WITH ";
+    EXPECT_EQ(run(1, -1, kRestoreJob, 2000),
+              SingleUser("Sales", Chain(kRestoreJob, "Restore Di Sales",
+                                        "RESTORE DATABASE Sales" + from + "STATS = 10", "Restore_Sales")));
+    // A new name moves both files to that name by their position in the backup, whatever the
+    // logical names and the file's own name; over an existing database it replaces it.
+    const QString move = ",MOVE 'Sales_Data' TO 'c:\\Programmi\\Microsoft SQL Server\\MSSQL\\Data\\Copy.mdf',"
+                         "MOVE 'Sales_Log' TO 'c:\\Programmi\\Microsoft SQL Server\\MSSQL\\Data\\Copy.ldf'";
+    EXPECT_EQ(run(2, -1, kRestoreJob, 2000, {"master", "Sales"}),
+              QStringList({"sp_databases", kFileList}) +
+                  Chain(kRestoreJob, "Restore Di Copy", "RESTORE DATABASE Copy" + from + "STATS = 10" + move,
+                        "Restore_Copy"));
+    host->queueAnswer(MsgAnswer::Yes);
+    EXPECT_EQ(run(2, -1, kRestoreJob, 2000, {"Copy", "Sales"}),
+              QStringList({"sp_databases", kFileList}) +
+                  SingleUser("Copy", Chain(kRestoreJob, "Restore Di Copy",
+                                           "RESTORE DATABASE Copy" + from + "REPLACE,STATS = 10" + move,
+                                           "Restore_Copy")));
+    ASSERT_EQ(host->messages().size(), 1u);
+    const ShownMessage& box = host->messages()[0];
+    EXPECT_EQ((QStringList{box.Text, box.Title, QString::number(static_cast<int32_t>(box.Buttons)),
+                           QString::number(static_cast<int32_t>(box.Icon))}),
+              (QStringList{"Il Database Copy Esiste già.Se prosegui perderai tutti i dati.Proseguire?",
+                           "Mirando ERP", "4", "48"}));
+    // A restore leaves the buttons off until the poll sees the end; the pointer is back each time.
+    EXPECT_FALSE(wizard.cmdEndEnabled || wizard.cmdPreviousEnabled || wizard.cmdNextEnabled);
+    EXPECT_EQ(host->pointerChanges(),
+              (std::vector<int32_t>{kPointerHourglass, kPointerDefault, kPointerHourglass, kPointerDefault,
+                                    kPointerHourglass, kPointerDefault}));
     EXPECT_TRUE(errors->reports().empty());
 }
 
 TEST_F(BackupJobs, AFailingStepStopsTheChainAndLeavesTheStepsDone) {
     errors->setErrorMode(kErrorModeRaise);
-    NewJobThenIdle(kFullJob);
+    Fresh(kFullJob);
     msdb->fail("sp_add_jobserver", kErrSyntax, "The specified @server_name ('SRV01') does not exist.", true);
-    wizard.optBackupTypes = 0;
-    EXPECT_FALSE(wizard.Backup());
-    QStringList sent = Sent();
-    EXPECT_EQ(sent.size(), 3);
-    EXPECT_TRUE(sent.last().startsWith("sp_add_jobserver"));
+    EXPECT_FALSE(Run(0, 0));
+    EXPECT_EQ(Sent(), kFullChain.mid(0, 3));
     EXPECT_FALSE(wizard.tmrParseEnabled);
     // The step's own report; the chain adds none.
     EXPECT_EQ(ReportedRoutines(), QStringList{"qlMsSqlSystem.AddJobServer"});
-
     // A job that exists already stops the chain at its first step.
     msdb = std::make_shared<ScriptedConnection>();
-    Jobs({{kFullJob}});
-    EXPECT_FALSE(wizard.Backup());
+    Jobs({kFullJob});
+    EXPECT_FALSE(Run(0, 0));
     EXPECT_TRUE(Sent().isEmpty());
 }
 
 TEST_F(BackupJobs, ProgrammedBackupGetsTheScheduleInsteadOfAStart) {
-    const QString job = "Orlina_Sales_Backup_Diff_20240131090507";
-    NewJobThenIdle(job);
-    wizard.optBackupTypes = 3;
+    Fresh(kDiffJob);
     wizard.Sheets.optFrequency = backup::Frequency::Monthly;
     wizard.Sheets.optMonthInterval = true;
     wizard.Sheets.cmbDays.SelectData(6);
     wizard.Sheets.cmbRelativeInterval.SelectData(4);
     wizard.Sheets.txtMonthsInterval = "2";
     wizard.Sheets.txtTime[2] = "23:15";
-    ASSERT_TRUE(wizard.Backup());
-    const QStringList sent = Sent();
-    ASSERT_EQ(sent.size(), 4);
-    EXPECT_EQ(sent[3],
-              "sp_add_jobschedule @job_name=" + job +
-                  "(128) @name=Orlina_Schedule(128) @freq_type=32(0) @freq_interval=6(0) "
-                  "@freq_relative_interval=4(0) @freq_recurrence_factor=2(0) @active_start_time=231500(0)");
-    EXPECT_FALSE(wizard.tmrParseEnabled);
-    EXPECT_FALSE(wizard.ProgressBarVisible);
+    ASSERT_TRUE(Run(0, 3));
+    QStringList chain = kDiffChain;
+    chain.last() = "sp_add_jobschedule @job_name=" + kDiffJob +
+                   "(128) @name=Orlina_Schedule(128) @freq_type=32(0) @freq_interval=6(0) "
+                   "@freq_relative_interval=4(0) @freq_recurrence_factor=2(0) @active_start_time=231500(0)";
+    EXPECT_EQ(Sent(), chain);
+    EXPECT_FALSE(wizard.tmrParseEnabled || wizard.ProgressBarVisible);
     EXPECT_EQ(wizard.lblEnd, "Operazione completata!Scegli 'Fine' per uscire.");
-
     // A time the sheet cannot read: nothing is created.
     msdb = std::make_shared<ScriptedConnection>();
     wizard.Sheets.txtTime[2] = "23h";
-    EXPECT_FALSE(wizard.Backup());
+    EXPECT_FALSE(Run(0, 3));
     EXPECT_TRUE(msdb->calls().empty());
     EXPECT_EQ(ReportedRoutines(), QStringList{"frmBackup.ProgrammingBackup"});
 }
 
-TEST_F(BackupJobs, RestoreOntoTheFilesDatabaseRunsSingleUser) {
-    const QString job = "Orlina_Sales_Restore_20240131090507";
-    NewJobThenIdle(job);
-    wizard.optMenu = 1;
-    wizard.cmbFilesBak = {{{"Sales.bak", 0}}, 0};
-    ASSERT_TRUE(wizard.Restore());
-    EXPECT_EQ(
-        Sent(),
-        (QStringList{"ALTER DATABASE Sales SET SINGLE_USER WITH ROLLBACK IMMEDIATE",
-                     AddJob(job, "Restore Di Sales"),
-                     "sp_add_jobstep @job_name=" + job +
-                         "(128) @command=RESTORE DATABASE Sales FROM DISK = 'c:\\TestBackup\\Sales.bak' WITH "
-                         "STATS = 10(3200) @step_name=Restore_Sales(128)" +
-                         kStepTail + kRetries,
-                     "sp_add_jobserver @job_name=" + job + "(128) @server_name=SRV01(30)",
-                     "sp_start_job @job_name=" + job + "(128)", "ALTER DATABASE Sales SET MULTI_USER"}));
-    EXPECT_TRUE(wizard.tmrParseEnabled);
-    EXPECT_EQ(wizard.tmrParseInterval, 2000);
-    // The buttons stay off until the poll sees the end; the pointer is back.
-    EXPECT_FALSE(wizard.cmdEndEnabled || wizard.cmdPreviousEnabled || wizard.cmdNextEnabled);
-    EXPECT_EQ(host->pointerChanges(), (std::vector<int32_t>{kPointerHourglass, kPointerDefault}));
-}
-
-TEST_F(BackupJobs, RestoreUnderANewNameMovesTheFilesByPosition) {
-    const QString job = "Orlina_Sales_Restore_20240131090507";
-    const QString move =
-        "MOVE 'Sales_Data' TO 'c:\\Programmi\\Microsoft SQL Server\\MSSQL\\Data\\Copy.mdf',"
-        "MOVE 'Sales_Log' TO 'c:\\Programmi\\Microsoft SQL Server\\MSSQL\\Data\\Copy.ldf'(3200)";
-    FileList({{"Sales_Data", "x.mdf", "D"}, {"Sales_Log", "x.ldf", "L"}});
-    Databases({"master", "Sales"});
-    NewJobThenIdle(job);
-    wizard.optMenu = 2;
-    wizard.txtNewDatabase = "Copy";
-    wizard.cmbFilesBak = {{{"Sales.bak", 0}}, 0};
-    ASSERT_TRUE(wizard.Restore());
-    QStringList sent = Sent();
-    ASSERT_EQ(sent.size(), 6);
-    EXPECT_EQ(sent[0], "sp_databases");
-    EXPECT_EQ(sent[1], "RESTORE FILELISTONLY FROM DISK = 'c:\\TestBackup\\Sales.bak'");
-    EXPECT_EQ(sent[2], AddJob(job, "Restore Di Copy"));
-    EXPECT_EQ(sent[3],
-              "sp_add_jobstep @job_name=" + job +
-                  "(128) @command=RESTORE DATABASE Copy FROM DISK = 'c:\\TestBackup\\Sales.bak' WITH STATS = "
-                  "10," +
-                  move + " @step_name=Restore_Copy(128)" + kStepTail + kRetries);
-    EXPECT_TRUE(host->messages().empty());
-
-    // Over an existing database: asked first; Yes replaces it, in single user.
-    msdb = std::make_shared<ScriptedConnection>();
-    FileList({{"Sales_Data", "x.mdf", "D"}, {"Sales_Log", "x.ldf", "L"}});
-    Databases({"Copy", "Sales"});
-    NewJobThenIdle(job);
-    host->queueAnswer(MsgAnswer::Yes);
-    ASSERT_TRUE(wizard.Restore());
-    sent = Sent();
-    ASSERT_EQ(sent.size(), 8);
-    EXPECT_EQ(sent[2], "ALTER DATABASE Copy SET SINGLE_USER WITH ROLLBACK IMMEDIATE");
-    EXPECT_TRUE(sent[4].contains("WITH REPLACE,STATS = 10," + move));
-    EXPECT_EQ(sent[7], "ALTER DATABASE Copy SET MULTI_USER");
-    ASSERT_EQ(host->messages().size(), 1u);
-    const ShownMessage& box = host->messages()[0];
-    EXPECT_EQ(box.Text, "Il Database Copy Esiste già.Se prosegui perderai tutti i dati.Proseguire?");
-    EXPECT_EQ((std::vector<int32_t>{static_cast<int32_t>(box.Buttons), static_cast<int32_t>(box.Icon)}),
-              (std::vector<int32_t>{4, 48}));
-    EXPECT_EQ(box.Title, "Mirando ERP");
-}
-
-TEST_F(BackupJobs, AnsweringNoStartsNothingAndIsNoFailure) {
+TEST_F(BackupJobs, ARestoreUnderANewNameCanEndBeforeItsJob) {
+    // Answering No to replacing the database starts nothing and is no failure.
     Databases({"Copy"});
-    wizard.optMenu = 2;
-    wizard.txtNewDatabase = "Copy";
-    wizard.cmbFilesBak = {{{"Sales.bak", 0}}, 0};
     wizard.bOperationDone = true;
     host->queueAnswer(MsgAnswer::No);
-    EXPECT_TRUE(wizard.Restore());
-    EXPECT_EQ(Sent(), QStringList{"sp_databases"});
+    EXPECT_TRUE(Run(2));
     EXPECT_TRUE(wizard.cmdPreviousEnabled && wizard.cmdEndEnabled);
     EXPECT_FALSE(wizard.cmdNextEnabled || wizard.bOperationDone || wizard.ProgressBarVisible);
     EXPECT_TRUE(errors->reports().empty());
-}
-
-TEST_F(BackupJobs, ABackupOfOneFileCannotBeRestoredUnderANewName) {
-    FileList({{"Sales_Data", "x.mdf", "D"}});
-    Databases({});
-    wizard.optMenu = 2;
-    wizard.txtNewDatabase = "Copy";
-    wizard.cmbFilesBak = {{{"Sales.bak", 0}}, 0};
-    EXPECT_FALSE(wizard.Restore());
-    EXPECT_EQ(Sent(),
-              (QStringList{"sp_databases", "RESTORE FILELISTONLY FROM DISK = 'c:\\TestBackup\\Sales.bak'"}));
+    // A backup of one file has no log file to move.
+    wizard.txtNewDatabase = "Other";
+    msdb->respond(kFileList, ScriptedConnection::Table({"LogicalName"}, {{"Sales_Data"}}));
+    EXPECT_FALSE(Run(2));
+    EXPECT_EQ(Sent(), (QStringList{"sp_databases", "sp_databases", kFileList}));
     EXPECT_EQ(ReportedRoutines(), QStringList{"frmBackup.GetFilesList"});
 }
 

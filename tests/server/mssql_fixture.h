@@ -1,34 +1,38 @@
 #pragma once
-// A host connection and a qlMsSqlSystem whose MSDB connection is a scripted one (msdb), so that the
-// procedure calls can be read back in order. Jobs are programmed as sp_help_job rows.
+// A host connection, and a qlMsSqlSystem and the backup wizard's logic whose MSDB connection is a
+// scripted one (msdb), so that what reaches the server reads back in order; settings of the test's
+// own (root).
 #include "connection/ql_connection.h"
+#include "dialogs/backup/backup_wizard_logic.h"
+#include "platform/tools/configuration.h"
+#include "platform/tools/product_folders.h"
 #include "server/ql_mssql_system.h"
 #include "support/scripted_connection.h"
 #include "support/scripted_error_service.h"
 #include "support/scripted_host_services.h"
 
 #include <QStringList>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <memory>
 #include <ostream>
-#include <utility>
 #include <vector>
 
 inline void PrintTo(const QString& s, std::ostream* os) {
     *os << '"' << s.toStdString() << '"';
 }
-inline void PrintTo(const QStringList& l, std::ostream* os) {
-    *os << "{\n  \"" << l.join("\",\n  \"").toStdString() << "\"\n}";
-}
 
 namespace qldb::test {
 
-struct JobRow {
-    QString Name;
-    int32_t Status = 4;
-    QString Category = QStringLiteral("Database Maintenance");
-    int32_t NextRunDate = 0;
-};
+// "number: description" of what the call raises, "none" when it raises nothing.
+inline QString Failure(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const qlException& e) {
+        return QString::number(e.number()) + QStringLiteral(": ") + e.description();
+    }
+    return QStringLiteral("none");
+}
 
 class MsSqlSystemTest : public ::testing::Test {
 protected:
@@ -42,45 +46,41 @@ protected:
         conn->setUser(QStringLiteral("sa"));
         conn->setPassword(QStringLiteral("pw"));
         sys = NewSystem();
+        ASSERT_TRUE(root.isValid());
+        setProductRoot(root.path());
+        wizard.Connection = conn.get();
+        wizard.MsSqlSystemSource = [this] { return NewSystem(); };
+        wizard.Clock = [] { return QDateTime(QDate(2024, 1, 31), QTime(9, 5, 7)); };
     }
-
+    void TearDown() override { setProductRoot(QString()); }
     // Every qlMsSqlSystem of a test shares msdb, so one trace holds all their calls.
     std::unique_ptr<qlMsSqlSystem> NewSystem() {
         auto s = conn->MsSqlSystem();
         s->setConnectionFactory([this] { return msdb; });
         return s;
     }
-
-    // The answer of sp_help_job; a once answer is used up by its first call.
-    void Jobs(const std::vector<JobRow>& jobs, bool once = false) {
+    // sp_help_job answers with these jobs in the given status; a once answer is used up by its first call.
+    void Jobs(const QStringList& names, int32_t status = 4, bool once = false) {
         std::vector<Row> rows;
-        for (const JobRow& j : jobs)
-            rows.push_back(
-                {j.Name, j.Status, j.Category, j.NextRunDate, QStringLiteral("SRV01"), QStringLiteral("sa")});
-        msdb->respond("sp_help_job",
-                      ScriptedConnection::Table({"name", "current_execution_status", "category",
-                                                 "next_run_date", "originating_server", "owner"},
-                                                rows),
+        for (const QString& n : names)
+            rows.push_back({n, status});
+        msdb->respond("sp_help_job", ScriptedConnection::Table({"name", "current_execution_status"}, rows),
                       once);
     }
-
-    // The procedures called, each as "name @param=value(size) ...", in order.
-    QStringList Procedures() const {
+    // What reached MSDB in order: statements as sent, procedures as "name @param=value(size) ...",
+    // the sp_help_job fetches of the guards only when asked for.
+    QStringList Sent(bool withHelpJob = false) const {
         QStringList out;
-        for (const Call& c : msdb->callsOf(CallKind::ExecuteCommand)) {
-            QString text = c.Text;
-            for (const Parameter& p : c.Cmd.Parameters)
-                text += QStringLiteral(" %1=%2(%3)").arg(p.Name, p.Value.toString()).arg(p.Size);
-            out << text;
+        for (const Call& c : msdb->calls()) {
+            if (c.Kind == CallKind::ExecuteCommand && (withHelpJob || c.Text != "sp_help_job")) {
+                QString text = c.Text;
+                for (const Parameter& p : c.Cmd.Parameters)
+                    text += QStringLiteral(" %1=%2(%3)").arg(p.Name, p.Value.toString()).arg(p.Size);
+                out << text;
+            } else if (c.Kind == CallKind::Execute || c.Kind == CallKind::OpenRecordset) {
+                out << c.Text;
+            }
         }
-        return out;
-    }
-    // The same without the sp_help_job fetches of the guards.
-    QStringList Actions() const {
-        QStringList out;
-        for (const QString& p : Procedures())
-            if (p != QLatin1String("sp_help_job"))
-                out << p;
         return out;
     }
     QStringList ReportedRoutines() const {
@@ -95,6 +95,8 @@ protected:
     std::shared_ptr<ScriptedErrorService> errors = std::make_shared<ScriptedErrorService>();
     std::unique_ptr<qlConnection> conn;
     std::unique_ptr<qlMsSqlSystem> sys;
+    QTemporaryDir root;
+    BackupWizardLogic wizard; // the backup wizard's logic on the same MSDB, with a fixed clock
 };
 
 } // namespace qldb::test

@@ -1,18 +1,8 @@
 // GetTables and GetMirandoDb through a scripted login, and GetSqlServers against a browser
 // responder of the test's own on loopback: nothing is ever sent to another address.
+#include "loopback_servers.h"
 #include "mssql_fixture.h"
-#include "platform/tools/configuration.h"
-#include "platform/tools/product_folders.h"
 #include "server/server_browser.h"
-
-#include <QTemporaryDir>
-#include <arpa/inet.h>
-#include <atomic>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
 
 namespace qldb::test {
 namespace {
@@ -22,17 +12,8 @@ QString Tables(const QString& db) {
     return "SELECT name FROM [" + db + "].sys.objects WHERE type IN ('U', 'S') ORDER BY name";
 }
 
-class Enumeration : public MsSqlSystemTest {
-protected:
-    void SetUp() override {
-        MsSqlSystemTest::SetUp();
-        // Every login is a connection of its own, programmed alike.
-        sys->setConnectionFactory([this] {
-            login = std::make_shared<ScriptedConnection>();
-            program(*login);
-            return login;
-        });
-    }
+TEST_F(MsSqlSystemTest, TablesAndManagedDatabasesThroughAScriptedLogin) {
+    // Every login is a connection of its own, programmed alike.
     std::function<void(ScriptedConnection&)> program = [](ScriptedConnection& c) {
         c.respond(kDatabases, ScriptedConnection::Table({"name"}, {{"master"}, {"Sales"}, {"Web]Shop"}}));
         c.respond(Tables("master"), ScriptedConnection::Table({"name"}, {{"spt_values"}}));
@@ -41,24 +22,23 @@ protected:
         c.respond(Tables("Web]]Shop"), ScriptedConnection::Table({"name"}, {{"sys_dbs"}}));
     };
     std::shared_ptr<ScriptedConnection> login;
-};
-
-TEST_F(Enumeration, TablesOfADatabaseNamedInAnyCase) {
+    sys->setConnectionFactory([&] {
+        login = std::make_shared<ScriptedConnection>();
+        program(*login);
+        return login;
+    });
     EXPECT_EQ(sys->GetTables("SRV01", "sa", "pw", "SALES"),
               (QStringList{"A01_CLI", "SYS_DBS", "sysrowsets"}));
     EXPECT_TRUE(login->ConnectionString().contains("Initial Catalog=master"));
     EXPECT_EQ(sys->GetTables("SRV01", "sa", "pw", "Nothing"), QStringList{});
-    EXPECT_TRUE(errors->reports().empty());
-}
-
-TEST_F(Enumeration, ManagedDatabasesAreThoseWithSysDbs) {
+    // The managed databases are those with SYS_DBS.
     bool missing = false;
     EXPECT_EQ(sys->GetMirandoDb("SRV01", "sa", "pw", &missing), QStringList{"Sales"});
     EXPECT_FALSE(missing);
     EXPECT_EQ(login->trace().last(), "Close");
     // An unreachable server: told through the flag, without a report.
     program = [](ScriptedConnection& c) {
-        c.failOpen(kErrGeneral, "[FreeTDS][SQL Server]Unable to connect to data source");
+        c.failOpen(kErrGeneral, "[FreeTDS][SQL Server]Unable to connect");
     };
     EXPECT_EQ(sys->GetMirandoDb("nohost", "sa", "pw", &missing), QStringList{});
     EXPECT_TRUE(missing);
@@ -71,55 +51,6 @@ TEST_F(Enumeration, ManagedDatabasesAreThoseWithSysDbs) {
     EXPECT_EQ(ReportedRoutines(), QStringList{"qlMsSqlSystem.GetMirandoDb"});
 }
 
-// A browser service on a loopback port: answers each request with the datagrams it was given.
-class Responder {
-public:
-    explicit Responder(std::vector<QByteArray> answers) : m_answers(std::move(answers)) {
-        m_fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in a{};
-        a.sin_family = AF_INET;
-        a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(a);
-        ::bind(m_fd, reinterpret_cast<sockaddr*>(&a), sizeof(a));
-        ::getsockname(m_fd, reinterpret_cast<sockaddr*>(&a), &size);
-        m_port = ntohs(a.sin_port);
-        m_thread = std::thread([this] { serve(); });
-    }
-    ~Responder() {
-        m_stop = true;
-        m_thread.join();
-        ::close(m_fd);
-    }
-    uint16_t port() const { return m_port; }
-    int requests() const { return m_requests; }
-
-private:
-    void serve() {
-        while (!m_stop) {
-            pollfd p{m_fd, POLLIN, 0};
-            if (::poll(&p, 1, 50) <= 0)
-                continue;
-            char request[16];
-            sockaddr_in from{};
-            socklen_t size = sizeof(from);
-            if (::recvfrom(m_fd, request, sizeof(request), 0, reinterpret_cast<sockaddr*>(&from), &size) !=
-                    1 ||
-                request[0] != 0x02)
-                continue;
-            ++m_requests;
-            for (const QByteArray& answer : m_answers)
-                ::sendto(m_fd, answer.constData(), answer.size(), 0, reinterpret_cast<sockaddr*>(&from),
-                         size);
-        }
-    }
-    std::vector<QByteArray> m_answers;
-    int m_fd = -1;
-    uint16_t m_port = 0;
-    std::atomic<bool> m_stop{false};
-    std::atomic<int> m_requests{0};
-    std::thread m_thread;
-};
-
 QByteArray Answer(const QByteArray& text) {
     QByteArray datagram(1, 0x05);
     datagram.append(static_cast<char>(text.size() & 0xff));
@@ -127,20 +58,9 @@ QByteArray Answer(const QByteArray& text) {
     return datagram + text;
 }
 
-class Browser : public MsSqlSystemTest {
-protected:
-    void SetUp() override {
-        MsSqlSystemTest::SetUp();
-        ASSERT_TRUE(m_root.isValid());
-        setProductRoot(m_root.path());
-        WriteSetting("SqlBrowserTimeout", "300");
-    }
-    void TearDown() override { setProductRoot(QString()); }
-    QTemporaryDir m_root;
-};
-
-TEST_F(Browser, InstancesOfTheAnswersWithinTheTimeout) {
-    Responder responder(
+TEST_F(MsSqlSystemTest, BrowserInstancesOfTheAnswersWithinTheTimeout) {
+    WriteSetting("SqlBrowserTimeout", "300");
+    BrowserResponder responder(
         {Answer("ServerName;DB1;InstanceName;MSSQLSERVER;IsClustered;No;Version;15.0.2000.5;tcp;1433;;"
                 "ServerName;DB1;InstanceName;SQLEXPRESS;IsClustered;No;Version;16.0.1000.6;tcp;49172;;"),
          // Malformed: a wrong length, a wrong kind, and a record without an instance.
@@ -151,14 +71,12 @@ TEST_F(Browser, InstancesOfTheAnswersWithinTheTimeout) {
     WriteSetting("SqlBrowserHosts", QStringLiteral("127.0.0.1:%1").arg(responder.port()));
     EXPECT_EQ(sys->GetSqlServers(), (QStringList{"DB1", "DB1\\SQLEXPRESS"}));
     EXPECT_EQ(responder.requests(), 1);
-    EXPECT_TRUE(errors->reports().empty());
-}
-
-TEST_F(Browser, NobodyAnsweringGivesAnEmptyList) {
-    Responder silent({});
+    // Nobody answering within the timeout: an empty list.
+    BrowserResponder silent({});
     WriteSetting("SqlBrowserHosts", QStringLiteral("127.0.0.1:%1").arg(silent.port()));
     EXPECT_EQ(sys->GetSqlServers(), QStringList{});
     EXPECT_EQ(silent.requests(), 1);
+    EXPECT_TRUE(errors->reports().empty());
     EXPECT_EQ(ParseSqlBrowserTargets("127.0.0.1:1500, dbhost;bad:0 other:70000").size(), 2u);
     EXPECT_EQ(ParseSqlBrowserTargets("dbhost").at(0).Port, 1434);
 }
