@@ -7,6 +7,8 @@
 #include "server/ql_mssql_system.h"
 #include "server/server_browser.h"
 
+#include <QScopeGuard>
+
 namespace qldb {
 
 namespace {
@@ -41,6 +43,14 @@ QStringList Names(IDbConnection& connection, const QString& sQuery) {
     return names;
 }
 
+// The login of an enumeration is the routine's own: it is closed on every way out, and a failure
+// to close changes nothing of what the routine found.
+auto CloseOnExit(qlConnection& cn, IErrorService* errors, const QString& sRoutine) {
+    return qScopeGuard([&cn, errors, sRoutine] {
+        ErrorRule(ErrorKind::Clear, errors, kModule, sRoutine).run([&] { cn.CloseConnection(); });
+    });
+}
+
 } // namespace
 
 std::unique_ptr<qlConnection> qlMsSqlSystem::Login(const QString& sServerName, const QString& sUserName,
@@ -64,6 +74,7 @@ QStringList qlMsSqlSystem::GetTables(const QString& sServerName, const QString& 
     std::unique_ptr<qlConnection> cn;
     if (!rule.run([&] { cn = Login(sServerName, sUserName, sPsw); }) || !cn)
         return result;
+    const auto closeLogin = CloseOnExit(*cn, m_errors.get(), QStringLiteral("GetTables"));
     QStringList databases;
     if (!rule.run([&] { databases = Names(*cn->ADODBConnection(), kDatabasesQuery); }))
         return result;
@@ -87,6 +98,7 @@ QStringList qlMsSqlSystem::GetMirandoDb(const QString& sServerName, const QStrin
             *bServerNotExist = true;
         return result;
     }
+    const auto closeLogin = CloseOnExit(*cn, m_errors.get(), QStringLiteral("GetMirandoDb"));
     ErrorRule rule(ErrorKind::Report, m_errors.get(), kModule, QStringLiteral("GetMirandoDb"));
     QStringList databases;
     if (rule.run([&] { databases = Names(*cn->ADODBConnection(), kDatabasesQuery); })) {
@@ -100,7 +112,6 @@ QStringList qlMsSqlSystem::GetMirandoDb(const QString& sServerName, const QStrin
                     result << database;
         }
     }
-    rule.run([&] { cn->CloseConnection(); });
     return result;
 }
 
