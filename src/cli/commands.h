@@ -11,6 +11,7 @@ int RunSql(const QStringList& args, QTextStream& out, QTextStream& err);
 int RunExport(const QStringList& args, QTextStream& out, QTextStream& err);
 int RunVerify(const QStringList& args, QTextStream& out, QTextStream& err);
 int RunUpdate(const QStringList& args, QTextStream& out, QTextStream& err);
+int RunData(const QStringList& args, QTextStream& out, QTextStream& err);
 int RunVersion(const QStringList& args, QTextStream& out, QTextStream& err);
 
 } // namespace qldb::cli

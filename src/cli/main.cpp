@@ -22,6 +22,7 @@ const CommandEntry kCommands[] = {
     {"verify", "compare the database with a structure file; exit 2 when it differs", cli::RunVerify},
     {"update", "bring the database in step with a structure file (--dry-run prints the plan)",
      cli::RunUpdate},
+    {"data", "export or import the data of tables through a structure file", cli::RunData},
     {"version", "the structure version of a database code, and whether a structure file is newer",
      cli::RunVersion},
 };

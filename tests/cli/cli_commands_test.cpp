@@ -117,6 +117,24 @@ TEST_F(QldbCommands, VersionReadsTheRegistryAndTheFile) {
     EXPECT_TRUE(reached.Out.contains(QStringLiteral("Check:           up to date")));
 }
 
+TEST_F(QldbCommands, DataGoesOutAndComesBackByRecordsAndByBulkCopy) {
+    managedDatabase();
+    sql({"INSERT INTO ITEMS (ID, NAME, PRICE) VALUES (1, 'Bolt', 0.5), (2, 'Nut ''M6''', NULL)"});
+    for (const QString& table : {QStringLiteral("ITEMS=SELECT * FROM ITEMS"), QStringLiteral("ITEMS")}) {
+        const Outcome exported = qldb({"data", "export", "--output", file("d.xml"), "--table", table});
+        ASSERT_EQ(exported.Exit, 0) << exported.Err.toStdString();
+        sql({"DELETE FROM ITEMS"});
+        const Outcome imported = qldb({"data", "import", "--structure", file("d.xml")});
+        EXPECT_EQ(imported.Exit, 0) << imported.Out.toStdString() << imported.Err.toStdString();
+        const Outcome rows = qldb({"sql", "SELECT ID, NAME, PRICE FROM ITEMS ORDER BY ID"});
+        EXPECT_TRUE(
+            rows.Out.contains(QRegularExpression(QStringLiteral("2\\s+\\|\\s+Nut 'M6'\\s+\\|\\s+NULL"))))
+            << table.toStdString() << rows.Out.toStdString();
+        EXPECT_TRUE(rows.Out.contains(QStringLiteral("(2 rows)")));
+    }
+    EXPECT_EQ(qldb({"data", "sideways"}).Exit, 1);
+}
+
 TEST_F(QldbCommands, ErrorsAreOneLineAndExitWithOne) {
     managedDatabase();
     QFile bad(file("bad.xml"));
