@@ -12,24 +12,16 @@ class TableVerification : public TableTest {};
 
 TEST_F(TableVerification, ColumnDifferencesInCheckOrder) {
     // One column changes in every way at once: type, size, null, collation, default, description.
-    table("T1",
-          {{.Name = "ID", .Nullable = false},
-           {.Name = "Name",
-            .Type = ado::adVarChar,
-            .Size = 30,
-            .Default = "('a')",
-            .Description = QStringLiteral("Old"),
-            .Collation = "SQL_Latin1_General_CP1_CI_AS"},
-           {.Name = "EXTRA"}},
-          {"ID"}, "PK_T1");
+    // clang-format off
+    table("T1", {{.Name = "ID", .Nullable = false},
+                 {.Name = "Name", .Type = ado::adVarChar, .Size = 30, .Default = "('a')", .Description = QStringLiteral("Old"),
+                  .Collation = "SQL_Latin1_General_CP1_CI_AS"},
+                 {.Name = "EXTRA"}}, {"ID"}, "PK_T1");
     const QDomNode t1 = node("T1", {{.Name = "ID", .AllowsNull = "False", .PrimaryKey = "True"},
-                                    {.Name = "NAME",
-                                     .Type = "TypeVarCharUnicode",
-                                     .Size = "40.9",
-                                     .AllowsNull = "False",
-                                     .Default = "('b')",
-                                     .Description = "New"},
+                                    {.Name = "NAME", .Type = "TypeVarCharUnicode", .Size = "40.9", .AllowsNull = "False",
+                                     .Default = "('b')", .Description = "New"},
                                     {.Name = "ADDED", .Type = "TypeDateTime"}});
+    // clang-format on
     VariantArray2 rows;
     EXPECT_EQ(check("T1", t1, rows), Status::TableMustUpdated);
     EXPECT_EQ(rowsOf(rows), QStringList({
@@ -103,47 +95,19 @@ TEST_F(TableVerification, StatusFromTheKindsOfRows) {
         Status status;
         int rowCount;
     } cases[] = {
-        {"user column and index",
-         false,
-         false,
-         {"A"},
-         {{.Name = "A"}, {.Name = "U"}},
-         {{.Name = "A"}},
-         Status::TableWithUserDefined,
-         2},
-        {"rebuild rows only",
-         true,
-         true,
-         {"A"},
-         {{.Name = "A"}},
-         {{.Name = "A", .PrimaryKey = "True"}},
-         Status::TableUpdated,
-         2},
-        {"rebuild and user rows",
-         true,
-         true,
-         {"A"},
-         {{.Name = "A"}, {.Name = "U"}},
-         {{.Name = "A", .PrimaryKey = "True"}},
-         Status::TableMustUpdated,
-         3},
-        {"description only",
-         false,
-         true,
-         {"A"},
-         {{.Name = "A"}},
-         {{.Name = "A", .Description = "Quantity"}},
-         Status::TableMustUpdated,
-         1},
+        // clang-format off
+        {"user column and index", false, false, {"A"}, {{.Name = "A"}, {.Name = "U"}}, {{.Name = "A"}},
+         Status::TableWithUserDefined, 2},
+        {"rebuild rows only", true, true, {"A"}, {{.Name = "A"}}, {{.Name = "A", .PrimaryKey = "True"}},
+         Status::TableUpdated, 2},
+        {"rebuild and user rows", true, true, {"A"}, {{.Name = "A"}, {.Name = "U"}},
+         {{.Name = "A", .PrimaryKey = "True"}}, Status::TableMustUpdated, 3},
+        {"description only", false, true, {"A"}, {{.Name = "A"}}, {{.Name = "A", .Description = "Quantity"}},
+         Status::TableMustUpdated, 1},
         // The database keys one more column than the file: nothing to say.
-        {"key of the database only",
-         false,
-         true,
-         {"A", "B"},
-         {{.Name = "A"}, {.Name = "B"}},
-         {{.Name = "a", .PrimaryKey = "True"}, {.Name = "B"}},
-         Status::TableUpdated,
-         0},
+        {"key of the database only", false, true, {"A", "B"}, {{.Name = "A"}, {.Name = "B"}},
+         {{.Name = "a", .PrimaryKey = "True"}, {.Name = "B"}}, Status::TableUpdated, 0},
+        // clang-format on
     };
     for (const auto& c : cases) {
         use(true);
