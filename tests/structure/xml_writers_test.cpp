@@ -184,16 +184,8 @@ TEST_F(XmlWriters, RoundTripReadsBackEveryValueByPosition) {
     EXPECT_EQ(host->MousePointer(), kPointerDefault);
 }
 
-TEST_F(XmlWriters, TablesOutsideTheCatalogOrOfOtherProviders) {
-    // A table the catalog lacks has no fields and still its indexes.
-    answer(catalog_sql::HelpIndex(kSql, "A01_GONE"), {"index_name", "index_description", "index_keys"},
-           {{"IX_GONE", "", ""}});
-    answer(catalog_sql::IndexCode("A01_GONE", "IX_GONE"), {"script"}, {{"CREATE X"}});
-    const QDomElement gone = database.GetXmlTableDefinition("A01_GONE");
-    EXPECT_EQ(ChildCount(ChildAt(gone, 1)), 0);
-    EXPECT_EQ(Texts(ChildPath(gone, {2, 0})), (QStringList{"IX_GONE", "CREATE X"}));
+TEST_F(XmlWriters, OtherProvidersGetTheWalksTypesWithoutAStatement) {
     // Other providers get the walk's types without a statement.
-    use(true);
     conn->setProviderType(ql_eProviderType::ODBC);
     db->addCatalogTable("T", {{"NOTE", ado::adLongVarChar, 2147483647}});
     EXPECT_EQ(Texts(ChildPath(database.GetXmlTableDefinition("T"), {1, 0})),
