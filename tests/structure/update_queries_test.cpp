@@ -17,8 +17,7 @@ const QString kLastId = QStringLiteral("SELECT MAX(RECORD_ID) FROM SYS_QRY");
 QString OrderQuery(const QString& version, int action = 0) {
     return QStringLiteral("SELECT MAX(QYORD) AS MAX\rFROM SYS_QRY\rWHERE \r     QYTAC='%1' AND\r     "
                           "QYDBE='A01' AND\r     QYVER='%2'")
-        .arg(action)
-        .arg(version);
+        .arg(QString::number(action), version);
 }
 QString FindQuery(const QString& version) {
     return QStringLiteral("SELECT * FROM SYS_QRY\rWHERE QYDBE='A01' AND\r     QYTAC='0' AND\r     QYVER = "
@@ -29,12 +28,11 @@ QString Record(const QString& version, int order, const QString& description, co
     return QStringLiteral("INSERT INTO SYS_QRY\r\n\r\n(\r\n  QYDBE,\r\n  QYTAC,\r\n  QYVER,\r\n  QYORD,\r\n  "
                           "QYDES,\r\n  QYTXT\r\n) VALUES (\r\n  'A01',\r\n  0,\r\n  '%1',\r\n  %2,\r\n  "
                           "'%3',\r\n  '%4'\r\n)")
-        .arg(version)
-        .arg(order)
-        .arg(description, text);
+        .arg(version, QString::number(order), description, text);
 }
 QString Status(int id, int check) {
-    return QStringLiteral("UPDATE SYS_QRY\r\nSET QYCHK = %1\r\nWHERE RECORD_ID='%2'\r\n").arg(check).arg(id);
+    return QStringLiteral("UPDATE SYS_QRY\r\nSET QYCHK = %1\r\nWHERE RECORD_ID='%2'\r\n")
+        .arg(QString::number(check), QString::number(id));
 }
 
 // A version of the query file: its number and its (description, script) pairs.

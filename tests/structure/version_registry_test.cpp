@@ -82,7 +82,7 @@ TEST_F(VersionRegistry, NewestVersionDateAndCollationReads) {
     EXPECT_EQ(database.GetDbComparisonRoule(), "Latin1_General_CI_AS");
 }
 
-TEST_F(VersionRegistry, SetDbVersionInsertsThenUpdatesTheSameRow) {
+TEST_F(VersionRegistry, SetDbVersionInsertsThenUpdatesNeverGoesBackAndCancelDeletes) {
     EXPECT_TRUE(database.SetDbVersion("A01", " 4.10.100 ", true, false, "Latin1_General_CI_AS"));
     const QString insert =
         Insert(kColumns, {"1", "0", "<now>", "'Latin1_General_CI_AS'", "'A01'", "'4.10.100'"});
@@ -99,19 +99,8 @@ TEST_F(VersionRegistry, SetDbVersionInsertsThenUpdatesTheSameRow) {
         "<now>,\r\n    SYS_DCC = 'Latin1_General_CI_AS'\r\nWHERE ID =7\r\n";
     EXPECT_EQ(WithoutTime(sent()), (QStringList{CompareQuery("4.10.100"), FindQuery("4.10.100"), update}));
 
-    // Oracle: the next ID comes from the program.
+    // Never back: 4.9.200 sorts below 4.10.100 once the middle part is padded.
     use(true);
-    conn->setProviderType(ql_eProviderType::Oracle);
-    answer("SELECT MAX(ID) FROM SYS_DBS", {"MAX"}, {{41}});
-    EXPECT_TRUE(database.SetDbVersion("A01", "1.0.1", true, true, ""));
-    EXPECT_EQ(WithoutTime(sent()).mid(2),
-              (QStringList{"SELECT MAX(ID) FROM SYS_DBS",
-                           Insert(kColumns + QStringList{"ID"},
-                                  {"1", "1", "<now>", "''", "'A01'", "'1.0.1'", "42"})}));
-}
-
-TEST_F(VersionRegistry, SetDbVersionNeverGoesBackAndCancelDeletes) {
-    // 4.9.200 sorts below 4.10.100 once the middle part is padded.
     answer(CompareQuery("4.9.200"), {"OLD_VER", "NEW_VER"}, {{"4010.100", "4009.200"}});
     EXPECT_FALSE(database.SetDbVersion("A01", "4.9.200", false, true, ""));
     EXPECT_EQ(sent(), QStringList{CompareQuery("4.9.200")});
@@ -122,6 +111,15 @@ TEST_F(VersionRegistry, SetDbVersionNeverGoesBackAndCancelDeletes) {
     bool cancel = true; // a cancel deletes every row of the code, whatever the version
     EXPECT_TRUE(database.SetDbVersion("A01", "4.10.100", false, false, "", &cancel));
     EXPECT_EQ(sent(), QStringList{"DELETE FROM SYS_DBS\r\nWHERE SYS_DATABASE='A01'\r\n"});
+    // Oracle: the next ID comes from the program.
+    use(true);
+    conn->setProviderType(ql_eProviderType::Oracle);
+    answer("SELECT MAX(ID) FROM SYS_DBS", {"MAX"}, {{41}});
+    EXPECT_TRUE(database.SetDbVersion("A01", "1.0.1", true, true, ""));
+    EXPECT_EQ(WithoutTime(sent()).mid(2),
+              (QStringList{"SELECT MAX(ID) FROM SYS_DBS",
+                           Insert(kColumns + QStringList{"ID"},
+                                  {"1", "1", "<now>", "''", "'A01'", "'1.0.1'", "42"})}));
 }
 
 TEST_F(VersionRegistry, FailuresGoThroughTheReportOfTheRoutine) {
