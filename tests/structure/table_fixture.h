@@ -23,6 +23,7 @@ struct DbColumn {
     QVariant Description = NullVariant();
     bool Identity = false;
     QString Collation = kCollation;
+    QString ServerType{}; // what sys.types says of a memo column
 };
 struct DbIndex {
     QString Name, Keys, Code;
@@ -61,6 +62,13 @@ protected:
             description(name, c.Name, c.Description);
             if (!c.Default.isEmpty())
                 answer(defaultQuery(name, c.Name), {"NAME"}, {{"DF_" + name + "_" + c.Name}});
+            if (!c.ServerType.isEmpty())
+                answer("SELECT p.name type_name\rFROM sys.tables t\rINNER JOIN sys.all_columns c ON "
+                       "t.object_id = "
+                       "c.object_id\rINNER JOIN sys.types p ON c.user_type_id = p.system_type_id\rWHERE "
+                       "t.name = '" +
+                           name + "' AND c.name = '" + c.Name + "'",
+                       {"type_name"}, {{c.ServerType}});
         }
         db->addCatalogTable(name, catalog);
         std::vector<Row> keyRows, help;
@@ -70,12 +78,13 @@ protected:
         answer(catalog_sql::PrimaryIndexName(kSqlServer, name), {"PK_NAME"},
                primary.isEmpty() ? std::vector<Row>{} : std::vector<Row>{{primary}});
         if (!primary.isEmpty())
-            help.push_back({primary, keys.join(", ")});
+            help.push_back({primary, "clustered, unique, primary key", keys.join(", ")});
         for (const DbIndex& i : indexes) {
-            help.push_back({i.Name, i.Keys});
+            help.push_back({i.Name, "nonclustered", i.Keys});
             answer(catalog_sql::IndexCode(name, i.Name), {"script"}, {{i.Code}});
         }
-        answer(catalog_sql::HelpIndex(kSqlServer, name), {"index_name", "index_keys"}, help);
+        answer(catalog_sql::HelpIndex(kSqlServer, name), {"index_name", "index_description", "index_keys"},
+               help);
     }
     void attribute(const QString& table, const QString& column, const char* which, const QString& value,
                    bool once = false) {

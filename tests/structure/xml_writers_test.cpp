@@ -4,35 +4,24 @@
 #include "connection/catalog_queries.h"
 #include "platform/tools/xlsx_workbook.h"
 #include "structure/structure_document.h"
-#include "structure/structure_fixture.h"
+#include "structure/table_fixture.h"
 #include "support/xlsx_reader.h"
 
 namespace qldb::test {
 namespace {
 
-constexpr auto kSql = ql_eProviderType::SQLServer;
-
-struct Column {
-    const char* Name;
-    int32_t Ado;
-    int32_t Size;
-    bool Nullable = true;
-    const char* Default = "";
-    const char* Description = nullptr; // none: the column has no description
-    bool Identity = false;
-    const char* ServerType = nullptr; // what sys.types says of a memo column
-};
-
-const std::vector<Column> kArticles = {
-    {"CODICE", ado::adVarWChar, 20, false, "", "Codice articolo"},
-    {"DES", ado::adVarWChar, 60, true, "('')", "Cod. [nota]"},
-    {"PREZZO", ado::adDouble, 8, false, "(0)", "[solo nota]"},
+// clang-format off
+const std::vector<DbColumn> kArticles = {
+    {"CODICE", ado::adVarWChar, 20, false, "", QStringLiteral("Codice articolo")},
+    {"DES", ado::adVarWChar, 60, true, "('')", QStringLiteral("Cod. [nota]")},
+    {"PREZZO", ado::adDouble, 8, false, "(0)", QStringLiteral("[solo nota]")},
     {"GEOM", ado::adVariant, 16, true},
-    {"NOTE", ado::adLongVarChar, 2147483647, true, "", "Note", false, "varchar"},
-    {"ID", ado::adInteger, 4, false, "", "Id", true},
-    {"ATTIVO", ado::adBoolean, 2, false, "(1)", "Attivo"},
-    {"FOTO", ado::adLongVarBinary, 2147483647, true, "", "Foto"},
+    {.Name = "NOTE", .Type = ado::adLongVarChar, .Size = 2147483647, .Description = QStringLiteral("Note"), .ServerType = "varchar"},
+    {.Name = "ID", .Type = ado::adInteger, .Nullable = false, .Description = QStringLiteral("Id"), .Identity = true},
+    {"ATTIVO", ado::adBoolean, 2, false, "(1)", QStringLiteral("Attivo")},
+    {"FOTO", ado::adLongVarBinary, 2147483647, true, "", QStringLiteral("Foto")},
 };
+// clang-format on
 
 // The children of a node by position: their texts, or their names.
 QStringList Texts(const QDomNode& node, bool names = false) {
@@ -42,63 +31,24 @@ QStringList Texts(const QDomNode& node, bool names = false) {
     return out;
 }
 
-class XmlWriters : public DatabaseTest {
+class XmlWriters : public TableTest {
 protected:
-    // Programs a table in the scripted catalog and the answers of every catalog question the table
-    // writer asks about it.
-    void programTable(const QString& table, const std::vector<Column>& columns, const QStringList& keys = {},
-                      const std::vector<std::pair<const char*, const char*>>& indexes = {},
-                      const QString& primary = QString()) {
-        std::vector<CatalogColumn> catalog;
-        const QString dbName = conn->DatabaseName();
-        for (const Column& c : columns) {
-            const QString name = c.Name;
-            catalog.push_back({name, c.Ado, c.Size});
-            std::vector<Row> description;
-            if (c.Description)
-                description.push_back({"MS_Description", QString::fromUtf8(c.Description)});
-            answer(catalog_sql::ColumnDescription(table, name), {"name", "value"}, description);
-            answer(catalog_sql::ColumnAttribute(kSql, "IS_NULLABLE", dbName, table, name), {"v"},
-                   {{c.Nullable ? "YES" : "NO"}});
-            answer(catalog_sql::ColumnAttribute(kSql, "COLUMN_DEFAULT", dbName, table, name), {"v"},
-                   {{c.Default}});
-            answer(catalog_sql::IdentityProperty(kSql, table, name), {"c"}, {{c.Identity ? 1 : 0}});
-            if (c.ServerType)
-                answer(
-                    "SELECT p.name type_name\rFROM sys.tables t\rINNER JOIN sys.all_columns c ON t.object_id "
-                    "= c.object_id\rINNER JOIN sys.types p ON c.user_type_id = p.system_type_id\rWHERE "
-                    "t.name = '" +
-                        table + "' AND c.name = '" + name + "'",
-                    {"type_name"}, {{c.ServerType}});
-        }
-        db->addCatalogTable(table, catalog);
-        std::vector<Row> keyRows, indexRows;
-        for (const QString& k : keys)
-            keyRows.push_back({k});
-        answer(catalog_sql::TableKeys(kSql, table), {"COLUMN_NAME"}, keyRows);
-        if (!primary.isEmpty())
-            indexRows.push_back({primary, "clustered, unique, primary key", keys.join(", ")});
-        for (const auto& [name, code] : indexes) {
-            indexRows.push_back({name, "nonclustered", ""});
-            // The index list comes back upper-cased, and the code is asked for by that name.
-            answer(catalog_sql::IndexCode(table, QString(name).toUpper()), {"script"}, {{code}});
-        }
-        answer(catalog_sql::HelpIndex(kSql, table), {"index_name", "index_description", "index_keys"},
-               indexRows);
-        answer(catalog_sql::PrimaryIndexName(kSql, table), {"PK_NAME"}, {{primary}});
-    }
     void programCode(const QString& name, const QString& code, const char* field = "Text") {
-        answer(catalog_sql::HelpText(kSql, name), {field}, {{code}});
+        answer(catalog_sql::HelpText(kSqlServer, name), {field}, {{code}});
     }
 };
 
 TEST_F(XmlWriters, RoundTripReadsBackEveryValueByPosition) {
-    programTable("A01_ART", kArticles, {"CODICE"},
-                 {{"IX_A01_ART_DES", "CREATE INDEX IX_A01_ART_DES ON a01_art (DES)"}}, "PK_A01_ART");
-    programTable("SYS_CFG", {{"K", ado::adVarChar, 10, false},
-                             {"C", ado::adChar, 3},
-                             {"T", ado::adLongVarChar, 2147483647, true, "", "Testo", false, "text"},
-                             {"N", ado::adInteger, 4}});
+    table("A01_ART", kArticles, {"CODICE"}, "PK_A01_ART",
+          {{"IX_A01_ART_DES", "", "CREATE INDEX IX_A01_ART_DES ON a01_art (DES)"}});
+    table("SYS_CFG", {{"K", ado::adVarChar, 10, false},
+                      {"C", ado::adChar, 3},
+                      {.Name = "T",
+                       .Type = ado::adLongVarChar,
+                       .Size = 2147483647,
+                       .Description = QStringLiteral("Testo"),
+                       .ServerType = "text"},
+                      {"N", ado::adInteger, 4}});
     answer("SELECT * FROM SYS_DBS\r\nWHERE SYS_DATABASE = 'SYS' AND\r\n      SYS_COMPLETED = 1\r\n" +
                kVersionOrder,
            {"SYS_DCC"}, {{"Latin1_General_CI_AS"}});
@@ -194,9 +144,9 @@ TEST_F(XmlWriters, OtherProvidersGetTheWalksTypesWithoutAStatement) {
 }
 
 TEST_F(XmlWriters, CheckDescriptionWarnsForEveryFieldWithoutAPlainDescription) {
-    std::vector<Column> columns = {kArticles[0], kArticles[1], kArticles[2], kArticles[3], kArticles[7]};
-    columns[4].Description = nullptr;
-    programTable("A01_ART", columns, {"CODICE"});
+    std::vector<DbColumn> columns = {kArticles[0], kArticles[1], kArticles[2], kArticles[3], kArticles[7]};
+    columns[4].Description = NullVariant();
+    table("A01_ART", columns, {"CODICE"});
     database.GetXmlTableDefinition("A01_ART", false, true, nullptr, {}, nullptr, true);
     QStringList texts;
     for (const ShownMessage& m : host->messages()) {
@@ -209,13 +159,14 @@ TEST_F(XmlWriters, CheckDescriptionWarnsForEveryFieldWithoutAPlainDescription) {
 }
 
 TEST_F(XmlWriters, DocumentationWorkbookSavedAndReadBack) {
-    programTable("A01_ART", kArticles, {"CODICE"});
+    table("A01_ART", kArticles, {"CODICE"});
     answer("SELECT TBDES FROM SYS_TBL_TBC\rWHERE TBNAM = 'ART'", {"TBDES"},
            {{"Anagrafica articoli: listino/prezzi"}});
-    programTable("A01_CLI", {{"RAGSOC", ado::adVarWChar, 80, false, "", "Ragione sociale [obbligatoria]"}});
+    table("A01_CLI",
+          {{"RAGSOC", ado::adVarWChar, 80, false, "", QStringLiteral("Ragione sociale [obbligatoria]")}});
     // Two names alike in their first 31 characters: the second is refused, cut to 29 and marked.
-    programTable("SYS_CONFIGURAZIONE_GENERALE_DEL_SISTEMA", {{"K", ado::adVarChar, 10}});
-    programTable("SYS_CONFIGURAZIONE_GENERALE_DEL_UTENTE", {{"K", ado::adVarChar, 10}});
+    table("SYS_CONFIGURAZIONE_GENERALE_DEL_SISTEMA", {{"K", ado::adVarChar, 10}});
+    table("SYS_CONFIGURAZIONE_GENERALE_DEL_UTENTE", {{"K", ado::adVarChar, 10}});
     XlsxWorkbook wkb;
     for (const char* table : {"A01_ART", "A01_CLI", "SYS_CONFIGURAZIONE_GENERALE_DEL_SISTEMA",
                               "SYS_CONFIGURAZIONE_GENERALE_DEL_UTENTE"})
@@ -253,8 +204,8 @@ TEST_F(XmlWriters, DocumentationWorkbookSavedAndReadBack) {
 
 TEST_F(XmlWriters, FailuresAreReportedUnderTheWritersNameAndThePointerComesBack) {
     // Answers are tried in the order programmed: the failure comes first.
-    db->fail(catalog_sql::TableKeys(kSql, "A01_ART"), kErrSyntax, "keys gone", true);
-    programTable("A01_ART", {kArticles[0]}, {"CODICE"});
+    db->fail(catalog_sql::TableKeys(kSqlServer, "A01_ART"), kErrSyntax, "keys gone", true);
+    table("A01_ART", {kArticles[0]}, {"CODICE"});
     errors->setDecision(kDecisionLeave);
     const QDomElement table = database.GetXmlTableDefinition("A01_ART");
     // The statement's own report, then the writer's for the answer it did not get.
