@@ -1,28 +1,14 @@
 // Table data by records: the copy between firms, the DataTable element with its records, and the
 // import of such an element, asserted as whole statements through the scripted connection.
-#include "connection/catalog_queries.h"
-#include "structure/structure_fixture.h"
+#include "structure/table_fixture.h"
 
 #include <QRegularExpression>
 
 namespace qldb::test {
 namespace {
 
-std::vector<CatalogColumn> Columns(std::initializer_list<std::pair<const char*, int32_t>> columns) {
-    std::vector<CatalogColumn> out;
-    for (const auto& [name, type] : columns)
-        out.push_back(CatalogColumn{name, type, 10});
-    return out;
-}
-
-class DataRecords : public DatabaseTest {
+class DataRecords : public TableTest {
 protected:
-    void keys(const QString& table, const QStringList& names) {
-        std::vector<Row> rows;
-        for (const QString& n : names)
-            rows.push_back({n});
-        answer(catalog_sql::TableKeys(ql_eProviderType::SQLServer, table), {"COLUMN_NAME"}, rows);
-    }
     // The data statements sent: the catalog questions left out.
     QStringList data() const {
         QStringList out;
@@ -39,15 +25,12 @@ protected:
     // The firm's table A01_ART: a text key with a quote, a bit key that is Null, a counter and a
     // binary column that never travel, a plain number.
     void articles(const QStringList& keyNames) {
-        db->addCatalogTable("A01_ART", Columns({{"CODE", ado::adVarChar},
-                                                {"ACTIVE", ado::adBoolean},
-                                                {"ID", ado::adInteger},
-                                                {"PIC", ado::adLongVarBinary},
-                                                {"QTY", ado::adInteger}}));
-        answer(catalog_sql::IdentityProperty(ql_eProviderType::SQLServer, "A01_ART", "ID"), {"c"}, {{1}});
+        // clang-format off
+        table("A01_ART", {{"CODE", ado::adVarChar}, {"ACTIVE", ado::adBoolean}, {.Name = "ID", .Identity = true},
+                          {"PIC", ado::adLongVarBinary}, {"QTY"}}, keyNames);
+        // clang-format on
         answer("SELECT * FROM A01_ART", {"CODE", "ACTIVE", "ID", "PIC", "QTY"},
                {{"X'1", QVariant::fromValue(nullptr), 7, QByteArray("\x01", 1), 5}});
-        keys("A01_ART", keyNames);
     }
 };
 
@@ -86,8 +69,7 @@ TEST_F(DataRecords, CopyBetweenFirmsInBothStatementFormsOrPlainInserts) {
 }
 
 TEST_F(DataRecords, ExportWritesValueFormsAndFilter) {
-    db->addCatalogTable(
-        "A01_ART", Columns({{"CODE", ado::adVarChar}, {"ACTIVE", ado::adBoolean}, {"NOTE", ado::adVarChar}}));
+    table("A01_ART", {{"CODE", ado::adVarChar}, {"ACTIVE", ado::adBoolean}, {"NOTE", ado::adVarChar}});
     const QString query = "SELECT * FROM A01_ART where CODE > 'A'";
     answer("SELECT COUNT(*) AS MAX FROM A01_ART where CODE > 'A'", {"MAX"}, {{2}});
     answer(query, {"CODE", "ACTIVE", "NOTE"},
@@ -113,13 +95,10 @@ class RecordImport : public DataRecords {
 protected:
     void SetUp() override {
         DataRecords::SetUp();
-        db->addCatalogTable("A01_TAB_CAU", Columns({{"CACOD", ado::adVarWChar},
-                                                    {"CADES", ado::adVarWChar},
-                                                    {"USINS", ado::adVarWChar},
-                                                    {"DTINS", ado::adDBTimeStamp},
-                                                    {"USMDF", ado::adVarWChar},
-                                                    {"CAQTY", ado::adInteger}}));
-        keys("A01_TAB_CAU", {"CACOD"});
+        // clang-format off
+        table("A01_TAB_CAU", {{"CACOD", ado::adVarWChar}, {"CADES", ado::adVarWChar}, {"USINS", ado::adVarWChar},
+                              {"DTINS", ado::adDBTimeStamp}, {"USMDF", ado::adVarWChar}, {"CAQTY"}}, {"CACOD"});
+        // clang-format on
     }
     static QString record(const QString& code) {
         QString out = "<Record>";
@@ -133,7 +112,7 @@ protected:
                 QStringLiteral("<Field><FieldName>%1</FieldName><Value>%2</Value></Field>").arg(name, value);
         return out + "</Record>";
     }
-    static QString table(const QString& records) {
+    static QString dataTable(const QString& records) {
         return "<DataTable><TableName>[#FIRM#]TAB_CAU</TableName><Filter/><Records>" + records +
                "</Records></DataTable>";
     }
@@ -141,7 +120,7 @@ protected:
 
 TEST_F(RecordImport, UpdateKeepsColumnsAndInsertMarksTheImport) {
     QString only = QStringLiteral("tab_cau");
-    EXPECT_TRUE(database.ReadXmlDataTable(dataFile(table(record("A"))), &only, "A01_"));
+    EXPECT_TRUE(database.ReadXmlDataTable(dataFile(dataTable(record("A"))), &only, "A01_"));
     ASSERT_EQ(data().size(), 1);
     // The present time the insert writes into DTINS, as a placeholder.
     QString statement = data()[0];
@@ -158,14 +137,14 @@ TEST_F(RecordImport, UpdateKeepsColumnsAndInsertMarksTheImport) {
     // Another table's name is skipped.
     only = QStringLiteral("OTHER");
     db->clearCalls();
-    EXPECT_TRUE(database.ReadXmlDataTable(dataFile(table(record("A"))), &only, "A01_"));
+    EXPECT_TRUE(database.ReadXmlDataTable(dataFile(dataTable(record("A"))), &only, "A01_"));
     EXPECT_TRUE(data().isEmpty());
 }
 
 TEST_F(RecordImport, FailingStatementLoggedAndImportGoesOn) {
     raiseMode();
     db->failIf([](const QString& s) { return s.contains("CACOD='A'"); }, kErrSyntax, "bad statement");
-    EXPECT_FALSE(database.ReadXmlDataTable(dataFile(table(record("A") + record("B"))), nullptr, "A01_"));
+    EXPECT_FALSE(database.ReadXmlDataTable(dataFile(dataTable(record("A") + record("B"))), nullptr, "A01_"));
     ASSERT_EQ(data().size(), 2);
     EXPECT_TRUE(data()[1].contains("CACOD='B'"));
     EXPECT_TRUE(log->Text().contains("(Error Description:bad statement)"));
@@ -173,9 +152,8 @@ TEST_F(RecordImport, FailingStatementLoggedAndImportGoesOn) {
 }
 
 TEST_F(RecordImport, SystemTableEmptiedFirstLosesTheCondition) {
-    db->addCatalogTable("SYS_CFG", Columns({{"CFKEY", ado::adVarWChar}}));
-    keys("SYS_CFG", {"CFKEY"});
-    keys("SYS_TSK", {});
+    table("SYS_CFG", {{"CFKEY", ado::adVarWChar}}, {"CFKEY"});
+    answer(catalog_sql::TableKeys(kSqlServer, "SYS_TSK"), {"COLUMN_NAME"}, {});
     database.setDeleteDataBeforeImport(true);
     EXPECT_TRUE(database.ReadXmlDataTable(dataFile(
         "<DataTable><TableName>SYS_CFG</TableName><Filter/><Records><Record><Field><FieldName>CFKEY</"
