@@ -137,6 +137,17 @@ TEST_F(TableVerification, EarlyEndsAndTablesOutsideTheDatabaseOrInTheFile) {
     // A table of the file that the database lacks: no rows, up to date.
     EXPECT_EQ(check("T9", node("T9", {{.Name = "A"}}), rows), Status::TableUpdated);
     EXPECT_EQ(rows.RowCount(), 0);
+    // A Table node whose field lacks its children and that has no Indexes: the empty texts are
+    // reported as differences, nothing is sent.
+    table("T1", {{.Name = "A"}});
+    QDomDocument bare;
+    ASSERT_TRUE(ParseStructureDocument(
+        "<Table><TableName>T1</TableName><Fields><Field><FieldName>A</FieldName></Field></Fields></Table>",
+        bare));
+    EXPECT_EQ(check("T1", bare.documentElement(), rows), Status::TableMustUpdated);
+    EXPECT_EQ(rowsOf(rows),
+              QStringList({"A|Field|Data Type Changed|TypeInt|", "A|Field|Allow Null Changed|True|"}));
+    EXPECT_TRUE(repairs().isEmpty());
     // The node looked up in a file, by the name with the firm's marker.
     const QString field =
         "<Field><FieldName>%1</FieldName><X/><Description/><DataType>TypeInt</DataType><FieldSize>4"
