@@ -9,32 +9,10 @@
 #include "structure/structure_document.h"
 #include "structure/structure_fixture.h"
 
-namespace qldb {
-
-struct TableArea;
-template <> struct qlDatabaseTestAccess<TableArea> {
-    static bool TranAlterTable(qlDatabase& d, const QString& script) { return d.TranAlterTable(script); }
-    static bool Create(qlDatabase& d, const QString& name, const QDomNode& node, const QString& prefixes,
-                       bool removePrefix) {
-        return d.CreateTableFromXml(name, node, prefixes, removePrefix);
-    }
-    static void Select(qlDatabase& d, const QString& name) {
-        VariantArray2 list;
-        list.Redim(1, 4, 0, 0);
-        const int32_t row = list.AddRow(1, 4);
-        list(kObjectSelected, row) = true;
-        list(kObjectName, row) = name;
-        list(kObjectKind, row) = QStringLiteral("T");
-        list(kObjectStatus, row) = kStatusToUpdate;
-        d.m_objectDefinition = list;
-    }
-};
-
-namespace test {
-
-using TableAccess = qlDatabaseTestAccess<TableArea>;
+namespace qldb::test {
 
 inline const QString kCollation = QStringLiteral("Latin1_General_CI_AS");
+constexpr auto kSqlServer = ql_eProviderType::SQLServer;
 
 struct DbColumn {
     QString Name;
@@ -45,14 +23,11 @@ struct DbColumn {
     QVariant Description = NullVariant();
     bool Identity = false;
     QString Collation = kCollation;
+    QString ServerType{}; // what sys.types says of a memo column
 };
-
 struct DbIndex {
-    QString Name;
-    QString Keys;
-    QString Code;
+    QString Name, Keys, Code;
 };
-
 struct XmlField {
     QString Name;
     QString Type = QStringLiteral("TypeInt");
@@ -62,11 +37,7 @@ struct XmlField {
     QString Description{};
     QString PrimaryKey = QStringLiteral("False");
 };
-
-struct XmlIndex {
-    QString Name;
-    QString Sql;
-};
+using XmlIndex = std::pair<QString, QString>; // name, code
 
 class TableTest : public DatabaseTest {
 protected:
@@ -79,91 +50,72 @@ protected:
     // The table as the catalog and the server's catalog views describe it.
     void table(const QString& name, const std::vector<DbColumn>& columns, const QStringList& keys = {},
                const QString& primary = QString(), const std::vector<DbIndex>& indexes = {}) {
-        const auto sql = ql_eProviderType::SQLServer;
         std::vector<CatalogColumn> catalog;
         for (const DbColumn& c : columns) {
             catalog.push_back({c.Name, c.Type, c.Size});
             if (c.Type == ado::adInteger || c.Type == ado::adBigInt)
-                db->respond(catalog_sql::IdentityProperty(sql, name, c.Name),
-                            ScriptedConnection::Table({"c"}, {{c.Identity ? 1 : 0}}));
+                answer(catalog_sql::IdentityProperty(kSqlServer, name, c.Name), {"c"},
+                       {{c.Identity ? 1 : 0}});
             attribute(name, c.Name, "IS_NULLABLE", c.Nullable ? "YES" : "NO");
             attribute(name, c.Name, "COLLATION_NAME", c.Collation);
             attribute(name, c.Name, "COLUMN_DEFAULT", c.Default);
             description(name, c.Name, c.Description);
             if (!c.Default.isEmpty())
-                db->respond(
-                    defaultQuery(name, c.Name),
-                    ScriptedConnection::Table({"NAME"}, {{QStringLiteral("DF_") + name + "_" + c.Name}}));
+                answer(defaultQuery(name, c.Name), {"NAME"}, {{"DF_" + name + "_" + c.Name}});
+            if (!c.ServerType.isEmpty())
+                answer("SELECT p.name type_name\rFROM sys.tables t\rINNER JOIN sys.all_columns c ON "
+                       "t.object_id = "
+                       "c.object_id\rINNER JOIN sys.types p ON c.user_type_id = p.system_type_id\rWHERE "
+                       "t.name = '" +
+                           name + "' AND c.name = '" + c.Name + "'",
+                       {"type_name"}, {{c.ServerType}});
         }
         db->addCatalogTable(name, catalog);
-        std::vector<Row> keyRows;
+        std::vector<Row> keyRows, help;
         for (const QString& k : keys)
             keyRows.push_back({k});
-        db->respond(catalog_sql::TableKeys(sql, name), ScriptedConnection::Table({"COLUMN_NAME"}, keyRows));
-        db->respond(catalog_sql::PrimaryIndexName(sql, name),
-                    ScriptedConnection::Table({"PK_NAME"}, primary.isEmpty() ? std::vector<Row>{}
-                                                                             : std::vector<Row>{{primary}}));
-        std::vector<Row> help;
+        answer(catalog_sql::TableKeys(kSqlServer, name), {"COLUMN_NAME"}, keyRows);
+        answer(catalog_sql::PrimaryIndexName(kSqlServer, name), {"PK_NAME"},
+               primary.isEmpty() ? std::vector<Row>{} : std::vector<Row>{{primary}});
         if (!primary.isEmpty())
-            help.push_back({primary, keys.join(", ")});
+            help.push_back({primary, "clustered, unique, primary key", keys.join(", ")});
         for (const DbIndex& i : indexes) {
-            help.push_back({i.Name, i.Keys});
-            db->respond(catalog_sql::IndexCode(name, i.Name),
-                        ScriptedConnection::Table({"script"}, {{i.Code}}));
+            help.push_back({i.Name, "nonclustered", i.Keys});
+            answer(catalog_sql::IndexCode(name, i.Name), {"script"}, {{i.Code}});
         }
-        db->respond(catalog_sql::HelpIndex(sql, name),
-                    ScriptedConnection::Table({"index_name", "index_keys"}, help));
+        answer(catalog_sql::HelpIndex(kSqlServer, name), {"index_name", "index_description", "index_keys"},
+               help);
     }
-
     void attribute(const QString& table, const QString& column, const char* which, const QString& value,
                    bool once = false) {
-        db->respond(catalog_sql::ColumnAttribute(ql_eProviderType::SQLServer, QString::fromLatin1(which),
-                                                 QStringLiteral("DB"), table, column),
-                    ScriptedConnection::Table({"v"}, {{value}}), once);
+        answer(catalog_sql::ColumnAttribute(kSqlServer, which, "DB", table, column), {"v"}, {{value}}, once);
     }
-    void description(const QString& table, const QString& column, const QVariant& value, bool once = false) {
-        std::vector<Row> rows;
-        if (!IsNull(value))
-            rows.push_back({QStringLiteral("MS_Description"), value});
-        db->respond(catalog_sql::ColumnDescription(table, column),
-                    ScriptedConnection::Table({"name", "value"}, rows), once);
+    void description(const QString& table, const QString& column, const QVariant& value) {
+        answer(catalog_sql::ColumnDescription(table, column), {"name", "value"},
+               IsNull(value) ? std::vector<Row>{} : std::vector<Row>{{"MS_Description", value}});
     }
     static QString defaultQuery(const QString& table, const QString& column) {
-        qlQueryConstructor q;
-        return q.GetDefaultConstraintName(table, column).toString();
+        return qlQueryConstructor().GetDefaultConstraintName(table, column).toString();
     }
 
     // The Table node of a structure file.
     QDomNode node(const QString& name, const std::vector<XmlField>& fields,
-                  const std::vector<XmlIndex>& indexes = {}, bool withIndexes = true) {
-        QString xml = QStringLiteral("<Table><TableName>") + name.toHtmlEscaped() + "</TableName><Fields>";
-        for (const XmlField& f : fields) {
-            xml +=
-                QStringLiteral("<Field><FieldName>%1</FieldName><FieldOrder>1</FieldOrder>"
-                               "<Description>%2</Description><DataType>%3</DataType><FieldSize>%4</FieldSize>"
-                               "<AllowsNull>%5</AllowsNull><DefaultValue>%6</DefaultValue>"
-                               "<PrimaryKey>%7</PrimaryKey></Field>")
-                    .arg(f.Name, f.Description.toHtmlEscaped(), f.Type, f.Size, f.AllowsNull,
-                         f.Default.toHtmlEscaped(), f.PrimaryKey);
-        }
-        xml += "</Fields>";
-        if (withIndexes) {
-            xml += "<Indexes>";
-            for (const XmlIndex& i : indexes)
-                xml += QStringLiteral("<Index><IndexName>%1</IndexName><IndexSql>%2</IndexSql></Index>")
-                           .arg(i.Name.toHtmlEscaped(), i.Sql.toHtmlEscaped());
-            xml += "</Indexes>";
-        }
-        xml += "</Table>";
+                  const std::vector<XmlIndex>& indexes = {}) {
+        QString xml = "<Table><TableName>" + name.toHtmlEscaped() + "</TableName><Fields>";
+        for (const XmlField& f : fields)
+            xml += QStringLiteral(
+                       "<Field><FieldName>%1</FieldName><FieldOrder>1</FieldOrder><Description>%2"
+                       "</Description><DataType>%3</DataType><FieldSize>%4</FieldSize><AllowsNull>%5"
+                       "</AllowsNull><DefaultValue>%6</DefaultValue><PrimaryKey>%7</PrimaryKey></Field>")
+                       .arg(f.Name, f.Description.toHtmlEscaped(), f.Type, f.Size, f.AllowsNull,
+                            f.Default.toHtmlEscaped(), f.PrimaryKey);
+        xml += "</Fields><Indexes>";
+        for (const auto& [index, code] : indexes)
+            xml += "<Index><IndexName>" + index.toHtmlEscaped() + "</IndexName><IndexSql>" +
+                   code.toHtmlEscaped() + "</IndexSql></Index>";
         m_docs.emplace_back();
-        EXPECT_TRUE(ParseStructureDocument(xml.toUtf8(), m_docs.back()));
+        EXPECT_TRUE(ParseStructureDocument((xml + "</Indexes></Table>").toUtf8(), m_docs.back()));
         return m_docs.back().documentElement();
-    }
-
-    // Update mode with the table selected.
-    void updating(const QString& name) {
-        database.setVerifyDatabaseMode(ql_eVerifyMode::UpdateModality);
-        TableAccess::Select(database, name);
     }
 
     ql_eTableStatus check(const QString& name, const QDomNode& tableNode, VariantArray2& rows,
@@ -191,12 +143,11 @@ protected:
         for (const Call& c : db->calls()) {
             if (c.Kind == CallKind::ExecuteCommand && c.Cmd.CommandType == ado::adCmdText)
                 out << c.Text;
-            else if (c.Kind == CallKind::BeginTrans)
-                out << "BEGIN";
-            else if (c.Kind == CallKind::CommitTrans)
-                out << "COMMIT";
-            else if (c.Kind == CallKind::RollbackTrans)
-                out << "ROLLBACK";
+            else if (c.Kind == CallKind::BeginTrans || c.Kind == CallKind::CommitTrans ||
+                     c.Kind == CallKind::RollbackTrans)
+                out << (c.Kind == CallKind::BeginTrans    ? "BEGIN"
+                        : c.Kind == CallKind::CommitTrans ? "COMMIT"
+                                                          : "ROLLBACK");
         }
         return out;
     }
@@ -219,5 +170,4 @@ protected:
     std::vector<QDomDocument> m_docs;
 };
 
-} // namespace test
-} // namespace qldb
+} // namespace qldb::test

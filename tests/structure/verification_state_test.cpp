@@ -1,86 +1,32 @@
 // The run state of qlDatabase: its result lists, the update log, the selection test, the options
-// applied to the statuses and the run's result.
+// applied to the statuses, the run's result, and the code-text helpers.
 #include "structure/structure_fixture.h"
 
-namespace qldb {
-
-struct StateArea;
-template <> struct qlDatabaseTestAccess<StateArea> {
-    static void Log(qlDatabase& d, const QString& text, bool error = false,
-                    const QString& description = QString(), bool count = true, bool transaction = false) {
-        d.AddRTFText(text, error, description, count, transaction);
-    }
-    static bool IsUpdateMode(qlDatabase& d, const QString& name) { return d.IsUpdateMode(name); }
-    static void CheckOptions(qlDatabase& d, VariantArray2& list) { d.CheckOptions(list); }
-    static void Remember(qlDatabase& d, const VariantArray2& list) {
-        qlDatabase::SetObjectDefinition(list, d.m_objectDefinition);
-    }
-    static QString DeleteSpace(const QString& text) { return qlDatabase::DeleteSpace(text); }
-    static QString AddOwner(const QString& name, const QString& script) {
-        return qlDatabase::AddOwnerForCreate(name, script);
-    }
-    static void SetResult(qlDatabase& d, bool noChange) {
-        d.m_noChange = noChange;
-        d.SetVerifyDatabaseResult();
-    }
-};
-
-namespace test {
+namespace qldb::test {
 namespace {
-
-using Access = qlDatabaseTestAccess<StateArea>;
-
-VariantArray2 Objects(std::initializer_list<std::tuple<bool, const char*, const char*, int>> rows) {
-    VariantArray2 list;
-    list.Redim(1, 4, 0, 0);
-    for (const auto& [selected, name, kind, status] : rows) {
-        const int32_t row = list.AddRow(1, 4);
-        list(kObjectSelected, row) = selected;
-        list(kObjectName, row) = QString::fromUtf8(name);
-        list(kObjectKind, row) = QString::fromUtf8(kind);
-        list(kObjectStatus, row) = status;
-    }
-    return list;
-}
-
-QString Raise(const std::function<void()>& call) {
-    return Raised(call);
-}
 
 TEST(VariantArray2, KeepsTheBoundsOfTheEngineLists) {
     VariantArray2 list;
-    EXPECT_FALSE(list.IsAllocated());
     EXPECT_EQ(list.UBound(2), -1);
-
     list.Redim(1, 5, 0, 0); // no rows yet
     EXPECT_EQ(list.RowCount(), 0);
     list(3, 0) = QStringLiteral("left over");
     EXPECT_EQ(list.AddRow(1, 5), 1); // a fresh allocation: nothing of "0 to 0" survives
     EXPECT_EQ(list.LBound(2), 1);
     list(1, 1) = QStringLiteral("CODE");
-    list(5, 1) = 40;
     EXPECT_EQ(list.AddRow(1, 5), 2);
     EXPECT_EQ(list(1, 1).toString(), QStringLiteral("CODE"));
-    EXPECT_EQ(list(5, 1).toInt(), 40);
-    EXPECT_FALSE(list(1, 2).isValid());
-    EXPECT_EQ(list.RowCount(), 2);
-
-    EXPECT_EQ(Raise([&] { (void)list(6, 1); }), QStringLiteral("9 qlDatabase: Subscript out of range"));
-    EXPECT_EQ(Raise([&] { (void)list(1, 3); }), QStringLiteral("9 qlDatabase: Subscript out of range"));
-    EXPECT_EQ(Raise([&] { (void)list.UBound(3); }), QStringLiteral("9 qlDatabase: Subscript out of range"));
+    EXPECT_FALSE(list(3, 1).isValid());
+    for (const auto& bad : std::vector<std::function<void()>>{
+             [&] { (void)list(6, 1); }, [&] { (void)list(1, 3); }, [&] { (void)list.UBound(3); }})
+        EXPECT_EQ(Raised(bad), QStringLiteral("9 qlDatabase: Subscript out of range"));
 }
 
-TEST(CodeText, WhiteSpaceNeverMakesCodeDifferent) {
+TEST(CodeText, WhiteSpaceIsDroppedAndOwnerGoesBeforeEachCreatedNameThatHasNone) {
     EXPECT_EQ(Access::DeleteSpace(QStringLiteral("CREATE VIEW V\r\nAS\tSELECT  A,\n B FROM T")),
-              Access::DeleteSpace(QStringLiteral("CREATE VIEW V AS SELECT A,B FROM T")));
-    EXPECT_EQ(Access::DeleteSpace(QStringLiteral("SELECT A FROM T")), QStringLiteral("SELECTAFROMT"));
-}
-
-TEST(CodeText, OwnerGoesBeforeEachCreatedNameThatHasNone) {
+              QStringLiteral("CREATEVIEWVASSELECTA,BFROMT"));
     const struct {
-        const char* name;
-        const char* script;
-        const char* expected;
+        const char *name, *script, *expected;
     } cases[] = {
         {"V_ITEMS", "CREATE VIEW V_ITEMS AS SELECT 1", "CREATE VIEW dbo.V_ITEMS AS SELECT 1"},
         {"V_ITEMS", "create view [V_ITEMS] as select 1", "create view dbo.[V_ITEMS] as select 1"},
@@ -92,9 +38,7 @@ TEST(CodeText, OwnerGoesBeforeEachCreatedNameThatHasNone) {
         {"P_X", "ALTER PROCEDURE P_X AS SELECT 1", "ALTER PROCEDURE P_X AS SELECT 1"},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(Access::AddOwner(QString::fromUtf8(c.name), QString::fromUtf8(c.script)),
-                  QString::fromUtf8(c.expected))
-            << c.script;
+        EXPECT_EQ(Access::AddOwner(c.name, c.script), QString::fromUtf8(c.expected)) << c.script;
 }
 
 class RunState : public DatabaseTest {};
@@ -110,7 +54,6 @@ TEST_F(RunState, LogLinesAreInsertedSelectedColouredAndCounted) {
     Access::Log(database, QStringLiteral("ALTER D"));
     Access::Log(database, QStringLiteral("DROP E"), true, QStringLiteral("gone"));
     EXPECT_EQ(database.VerifyDatabaseResult(), ql_eVerifyResult::evrUpdatedWithErrors);
-
     std::vector<std::pair<QString, int32_t>> lines;
     for (const LogLine& line : log->Lines())
         lines.emplace_back(line.Text, line.Color);
@@ -127,30 +70,25 @@ TEST_F(RunState, LogLinesAreInsertedSelectedColouredAndCounted) {
 
 TEST_F(RunState, OnlySelectedObjectsChangeInAnUpdateAndNothingAfterAnError) {
     Access::Remember(database, Objects({{true, "a01_orders", "T", 1}, {false, "A01_ITEMS", "T", 1}}));
-    struct Case {
-        ql_eVerifyMode mode;
+    using M = ql_eVerifyMode;
+    const struct {
+        M mode;
         bool autoUpdate;
         const char* name;
         bool expected;
+    } cases[] = {
+        {M::VerifyModality, false, "A01_ORDERS", false}, {M::UpdateModality, false, "A01_ORDERS", true},
+        {M::UpdateModality, false, "A01_ITEMS", false},  {M::UpdateModality, true, "A01_ITEMS", true},
+        {M::CreateModality, false, "ANY", true},         {M::DeleteModality, false, "ANY", true},
+        {M::HistoryModality, false, "ANY", true},        {static_cast<M>(5), true, "A01_ORDERS", false},
     };
-    const Case cases[] = {
-        {ql_eVerifyMode::VerifyModality, false, "A01_ORDERS", false},
-        {ql_eVerifyMode::UpdateModality, false, "A01_ORDERS", true},
-        {ql_eVerifyMode::UpdateModality, false, "A01_ITEMS", false},
-        {ql_eVerifyMode::UpdateModality, true, "A01_ITEMS", true},
-        {ql_eVerifyMode::CreateModality, false, "ANY", true},
-        {ql_eVerifyMode::DeleteModality, false, "ANY", true},
-        {ql_eVerifyMode::HistoryModality, false, "ANY", true},
-        {static_cast<ql_eVerifyMode>(5), true, "A01_ORDERS", false},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         database.setVerifyDatabaseMode(c.mode);
         database.setAutoUpdate(c.autoUpdate);
-        EXPECT_EQ(Access::IsUpdateMode(database, QString::fromUtf8(c.name)), c.expected)
-            << static_cast<int>(c.mode) << ' ' << c.name;
+        EXPECT_EQ(Access::IsUpdateMode(database, c.name), c.expected) << static_cast<int>(c.mode) << c.name;
     }
     errors->setErrorCount(1);
-    database.setVerifyDatabaseMode(ql_eVerifyMode::CreateModality);
+    database.setVerifyDatabaseMode(M::CreateModality);
     EXPECT_FALSE(Access::IsUpdateMode(database, QStringLiteral("ANY")));
 }
 
@@ -176,38 +114,35 @@ TEST_F(RunState, OptionsTurnStatusesInTheirOrder) {
 }
 
 TEST_F(RunState, ResultFollowsPendingRowsModeAndErrors) {
-    struct Case {
-        ql_eVerifyMode mode;
+    using M = ql_eVerifyMode;
+    using R = ql_eVerifyResult;
+    const struct {
+        M mode;
         int pendingStatus;
         bool noChange;
-        ql_eVerifyResult expected;
+        R expected;
+    } cases[] = {
+        {M::VerifyModality, 4, true, R::evrUpdateRequest},
+        {M::UpdateModality, 2, false, R::evrUpdateRequest},
+        {M::UpdateModality, 5, true, R::evrUpdatedWithoutChange},
+        {M::CreateModality, 0, false, R::evrUpdatedCorrectly},
     };
-    const Case cases[] = {
-        {ql_eVerifyMode::VerifyModality, 1, true, ql_eVerifyResult::evrUpdateRequest},
-        {ql_eVerifyMode::VerifyModality, 4, true, ql_eVerifyResult::evrUpdateRequest},
-        {ql_eVerifyMode::UpdateModality, 2, false, ql_eVerifyResult::evrUpdateRequest},
-        {ql_eVerifyMode::UpdateModality, 5, true, ql_eVerifyResult::evrUpdatedWithoutChange},
-        {ql_eVerifyMode::CreateModality, 0, false, ql_eVerifyResult::evrUpdatedCorrectly},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         qlDatabase fresh;
         fresh.setErrors(errors);
         fresh.setVerifyDatabaseMode(c.mode);
         Access::Remember(fresh, Objects({{false, "X", "T", 0}, {false, "Y", "T", c.pendingStatus}}));
         Access::SetResult(fresh, c.noChange);
-        EXPECT_EQ(fresh.VerifyDatabaseResult(), c.expected)
-            << static_cast<int>(c.mode) << ' ' << c.pendingStatus;
-        EXPECT_EQ(fresh.VerifyDatabaseMode(), c.mode);
+        EXPECT_EQ(fresh.VerifyDatabaseResult(), c.expected) << static_cast<int>(c.mode) << c.pendingStatus;
     }
     // An error of the run is never overwritten, and it puts 5 into the mode.
     Access::Log(database, QStringLiteral("X"), true, QStringLiteral("e"));
     errors->setErrorCount(2);
-    database.setVerifyDatabaseMode(ql_eVerifyMode::UpdateModality);
+    database.setVerifyDatabaseMode(M::UpdateModality);
     Access::SetResult(database, false);
-    EXPECT_EQ(database.VerifyDatabaseResult(), ql_eVerifyResult::evrUpdatedWithErrors);
+    EXPECT_EQ(database.VerifyDatabaseResult(), R::evrUpdatedWithErrors);
     EXPECT_EQ(static_cast<int>(database.VerifyDatabaseMode()), 5);
 }
 
 } // namespace
-} // namespace test
-} // namespace qldb
+} // namespace qldb::test
