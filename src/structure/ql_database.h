@@ -351,6 +351,8 @@ private:
     bool CompareTable(TablePass& pass, const QDomNode& xmlNodeTable, const QString& sXmlStructureFile);
     static ql_eTableStatus TableResult(const TablePass& pass);
     void CheckTableColumns(TablePass& pass);
+    // The error line of a Field node that cannot be repaired from (see FieldNodeComplete).
+    void LogIncompleteField(const TablePass& pass, const QString& sFieldName);
     void CheckNewColumns(TablePass& pass);
     void CheckPrimaryKey(TablePass& pass);
     void CheckTableIndexes(TablePass& pass);

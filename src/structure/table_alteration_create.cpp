@@ -23,6 +23,18 @@ bool qlDatabase::CreateTableFromXml(const QString& sTableName, const QDomNode& x
         query.setProviderType(connection().ProviderType());
         query.SetTable(tableName, QString());
         const QDomNode fields = ChildAt(xmlNodeTable, kTableFields);
+        // A table is made whole or not at all: one incomplete field keeps it from being created.
+        for (QDomNode field = fields.firstChild(); !field.isNull(); field = field.nextSibling()) {
+            if (!FieldNodeComplete(field)) {
+                AddRTFText(QStringLiteral("Table ") + tableName + QStringLiteral(": field ") +
+                               ChildText(field, kFieldName) +
+                               QStringLiteral(" is incomplete in the structure file: table not created"),
+                           true,
+                           QStringLiteral("The structure file gives no data type or attributes for it"));
+                ok = false;
+                return true;
+            }
+        }
         for (QDomNode field = fields.firstChild(); !field.isNull(); field = field.nextSibling()) {
             ql_tField fld;
             const QString type = ChildText(field, kFieldDataType);

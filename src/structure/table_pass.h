@@ -32,6 +32,11 @@ inline constexpr int32_t kFieldColumns = 5;
 // Thrown by a step whose error the caller chose to leave on: CheckTable ends the pass there.
 struct LeaveTablePass {};
 
+// A Field node with all eight children and a data type the library knows. An incomplete node is
+// compared like any other, but never repaired from: its statements would lack the type or the
+// attributes, and the database would be changed into something the file does not say.
+bool FieldNodeComplete(const QDomNode& field);
+
 // Splits a name list on "|": an empty text is an empty list, not one empty name.
 inline QStringList SplitNames(const QString& sList, const QString& sSeparator = QStringLiteral("|")) {
     return sList.isEmpty() ? QStringList() : sList.split(sSeparator);

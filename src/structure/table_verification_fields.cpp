@@ -33,6 +33,18 @@ int32_t XmlSize(const QString& sSize) {
 
 } // namespace
 
+bool FieldNodeComplete(const QDomNode& field) {
+    return ChildCount(field) > kFieldPrimaryKey &&
+           GetDataTypeFromName(ChildText(field, kFieldDataType), true, false) !=
+               ql_eDataType::TypeNotSupported;
+}
+
+void qlDatabase::LogIncompleteField(const TablePass& pass, const QString& sFieldName) {
+    AddRTFText(QStringLiteral("Field ") + pass.TableName + QLatin1Char('.') + sFieldName +
+                   QStringLiteral(" is incomplete in the structure file: not changed"),
+               true, QStringLiteral("The structure file gives no data type or attributes for it"));
+}
+
 void qlDatabase::CheckTableColumns(TablePass& pass) {
     qlConnection& conn = connection();
     const bool history = m_verifyDatabaseMode == ql_eVerifyMode::HistoryModality;
@@ -46,6 +58,10 @@ void qlDatabase::CheckTableColumns(TablePass& pass) {
             continue;
         }
 
+        const bool repairable = FieldNodeComplete(field);
+        if (pass.Update && !repairable)
+            LogIncompleteField(pass, column.Name);
+        const bool update = pass.Update && repairable;
         ql_tField fld;
         fld.FieldName = column.Name;
         bool changed = false;
@@ -107,7 +123,7 @@ void qlDatabase::CheckTableColumns(TablePass& pass) {
         const QString xmlDefault = ChildText(field, kFieldDefaultValue);
         // The repair comes before the default and description checks, which then read the column
         // as it was rebuilt.
-        if (pass.Update && changed)
+        if (update && changed)
             RebuildColumn(pass, fld, xmlDefault);
 
         QVariant dbDefault;
@@ -117,7 +133,7 @@ void qlDatabase::CheckTableColumns(TablePass& pass) {
         });
         if (ToText(dbDefault) != xmlDefault) {
             differs(QStringLiteral("Default Value Changed"), ToText(dbDefault), xmlDefault);
-            if (pass.Update)
+            if (update)
                 SwapColumnDefault(pass, fld, xmlDefault);
         }
 
@@ -128,7 +144,7 @@ void qlDatabase::CheckTableColumns(TablePass& pass) {
         if (ToText(dbDescription) != xmlDescription) {
             pass.AddRow(column.Name, kField, QStringLiteral("Description Changed"), ToText(dbDescription),
                         xmlDescription);
-            if (pass.Update)
+            if (update)
                 WriteColumnDescription(pass, fld.FieldName, xmlDescription, !IsNull(dbDescription));
         }
     }
@@ -143,7 +159,9 @@ void qlDatabase::CheckNewColumns(TablePass& pass) {
         if (present)
             continue;
         pass.AddRow(name, kField, QStringLiteral("New Field"));
-        if (pass.Update)
+        if (pass.Update && !FieldNodeComplete(field))
+            LogIncompleteField(pass, name);
+        else if (pass.Update)
             AddColumn(pass, field);
     }
 }

@@ -148,6 +148,21 @@ TEST_F(TableVerification, EarlyEndsAndTablesOutsideTheDatabaseOrInTheFile) {
     EXPECT_EQ(rowsOf(rows),
               QStringList({"A|Field|Data Type Changed|TypeInt|", "A|Field|Allow Null Changed|True|"}));
     EXPECT_TRUE(repairs().isEmpty());
+    // In an update the same node repairs nothing, and a new column from an incomplete node is not
+    // added: an error line says why, and the run counts as one with errors.
+    ASSERT_TRUE(
+        ParseStructureDocument("<Table><TableName>T1</TableName><Fields><Field><FieldName>A</FieldName>"
+                               "</Field><Field><FieldName>B</FieldName></Field></Fields></Table>",
+                               bare));
+    database.setVerifyDatabaseMode(ql_eVerifyMode::UpdateModality);
+    database.setAutoUpdate(true);
+    check("T1", bare.documentElement(), rows);
+    EXPECT_TRUE(repairs().isEmpty()) << repairs().join('\n').toStdString();
+    EXPECT_TRUE(log->Text().contains("Field T1.A is incomplete in the structure file: not changed"));
+    EXPECT_TRUE(log->Text().contains("Field T1.B is incomplete in the structure file: not changed"));
+    EXPECT_EQ(database.VerifyDatabaseResult(), ql_eVerifyResult::evrUpdatedWithErrors);
+    database.setVerifyDatabaseMode(ql_eVerifyMode::VerifyModality);
+    database.setAutoUpdate(false);
     // The node looked up in a file, by the name with the firm's marker.
     const QString field =
         "<Field><FieldName>%1</FieldName><X/><Description/><DataType>TypeInt</DataType><FieldSize>4"
