@@ -70,13 +70,13 @@ TEST_F(MsSqlServerLive, JobLifecycle) {
 TEST_F(MsSqlServerLive, FileListOfABackupMadeHere) {
     const QString db = databaseName();
     const QString file = db + ".bak"; // in the server's default backup folder
-    // The backup's file goes whatever happens; its path is the one the server wrote to.
-    m_cleanUp
-        << "DECLARE @f NVARCHAR(260) = (SELECT TOP 1 physical_device_name FROM msdb.dbo.backupmediafamily "
-           "m JOIN msdb.dbo.backupset s ON s.media_set_id = m.media_set_id WHERE s.database_name = N'" +
-               db +
-               "' ORDER BY s.backup_finish_date DESC); IF @f IS NOT NULL EXEC master.dbo.xp_delete_file 0, "
-               "@f";
+    // The backup's file and its history go whatever happens; the path is the one the server wrote.
+    m_cleanUp << QString("DECLARE @f NVARCHAR(260) = (SELECT TOP 1 physical_device_name FROM "
+                         "msdb.dbo.backupmediafamily m JOIN msdb.dbo.backupset s ON s.media_set_id = "
+                         "m.media_set_id WHERE s.database_name = N'%1' ORDER BY s.backup_finish_date DESC); "
+                         "IF @f IS NOT NULL EXEC master.dbo.xp_delete_file 0, @f")
+                     .arg(db)
+              << "EXEC msdb.dbo.sp_delete_database_backuphistory @database_name = N'" + db + "'";
     cn().Execute("BACKUP DATABASE [" + db + "] TO DISK = N'" + file + "' WITH INIT");
     auto rs = m_sys->RestoreFileListOnly(file);
     ASSERT_TRUE(rs && rs->State() == ado::adStateOpen);
