@@ -1,30 +1,22 @@
 // Table data through the built-in bulk copier on real servers: a table with awkward texts, numbers,
 // dates, bits, Nulls and binary data goes out into side files and back into the emptied table, value
 // by value; a short data file and a bad value give the import's messages.
-#include "platform/tools/configuration.h"
+#include "live/live_files.h"
 #include "platform/tools/product_folders.h"
-#include "structure/ql_database.h"
 #include "support/live_servers.h"
 
-#include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 
 namespace qldb::test {
 namespace {
 
-class DataTransferLive : public LiveServerTest {
+class DataTransferLive : public LiveDatabaseTest {
 protected:
     void SetUp() override {
-        LiveServerTest::SetUp();
-        if (IsSkipped())
-            return;
         ASSERT_TRUE(m_root.isValid());
-        setProductRoot(m_root.path());
-        WriteSetting(QStringLiteral("BulkCopyProgram"), QStringLiteral("builtin"));
-        session = std::make_unique<LiveSession>(connectionString());
-        database.setConnection(session->conn.get());
-        database.setErrors(session->errors);
+        LiveDatabaseTest::SetUp();
+        if (IsSkipped() || HasFatalFailure())
+            return;
         database.setPathXML(m_root.filePath(QStringLiteral("xml")));
         table = std::make_unique<ScopedTable>(*session->conn->ADODBConnection(), QStringLiteral("dt"));
         // MariaDB on this platform tells names apart by case: the table takes the structure file's
@@ -36,9 +28,6 @@ protected:
         if (session && server() == LiveServer::MariaDB && !name.isEmpty())
             session->conn->ADODBConnection()->Execute("DROP TABLE IF EXISTS " + name,
                                                       ado::adExecuteNoRecords);
-        table.reset();
-        session.reset();
-        setProductRoot(QString());
     }
 
     void run(const QString& sql) { session->conn->ADODBConnection()->Execute(sql, ado::adExecuteNoRecords); }
@@ -79,18 +68,7 @@ protected:
 
     // Exports the table by the bulk route and writes a structure file holding its DataTable.
     QString exportToFile() {
-        const QDomElement node = database.GetXmlDataTable(name);
-        QDomDocument doc;
-        QDomElement root = doc.createElement("Database");
-        doc.appendChild(root);
-        QDomElement tables = doc.createElement("DataTables");
-        root.appendChild(tables);
-        tables.appendChild(doc.importNode(node, true));
-        const QString file = m_root.filePath("structure.xml");
-        QFile f(file);
-        f.open(QIODevice::WriteOnly);
-        f.write(doc.toByteArray());
-        return file;
+        return WriteDataTableFile(database.GetXmlDataTable(name), m_root.filePath("structure.xml"));
     }
     QString dataFile() const { return m_root.filePath("xml/" + name.toUpper() + ".qldatatable"); }
     QString errorFile() const {
@@ -103,22 +81,17 @@ protected:
         return out;
     }
 
-    QTemporaryDir m_root;
-    std::unique_ptr<LiveSession> session;
+    ScopedProductRoot m_root;
     std::unique_ptr<ScopedTable> table;
     QString name;
-    qlDatabase database;
 };
 
 TEST_P(DataTransferLive, RoundTripValueByValue) {
     const std::vector<Row> before = contents();
     ASSERT_EQ(before.size(), 5u);
     const QString file = exportToFile();
-    EXPECT_TRUE(boxes().isEmpty()) << boxes().join("\n").toStdString() << [&] {
-        QFile e(errorFile());
-        e.open(QIODevice::ReadOnly);
-        return e.readAll().toStdString();
-    }();
+    EXPECT_TRUE(boxes().isEmpty()) << boxes().join("\n").toStdString()
+                                   << FileBytes(errorFile()).toStdString();
     run("DELETE FROM " + name);
     EXPECT_TRUE(database.ReadXmlDataTable(file)) << boxes().join("\n").toStdString();
     const std::vector<Row> after = contents();
@@ -135,17 +108,12 @@ TEST_P(DataTransferLive, RoundTripValueByValue) {
 
 TEST_P(DataTransferLive, ShortDataFileGivesTheCountMessageAndKeepsFiles) {
     const QString file = exportToFile();
-    QFile data(dataFile());
-    ASSERT_TRUE(data.open(QIODevice::ReadOnly));
-    QByteArray bytes = data.readAll();
-    data.close();
+    QByteArray bytes = FileBytes(dataFile());
     // The last row goes: everything after the second-last row end (a wide newline, maybe led by tildes).
     const qsizetype last = bytes.lastIndexOf(QByteArray("\n\0", 2), bytes.size() - 3);
     ASSERT_GT(last, 0);
     bytes.truncate(last + 2);
-    ASSERT_TRUE(data.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    data.write(bytes);
-    data.close();
+    WriteFileBytes(dataFile(), bytes);
     run("DELETE FROM " + name);
     EXPECT_FALSE(database.ReadXmlDataTable(file));
     EXPECT_EQ(boxes(),
@@ -157,16 +125,11 @@ TEST_P(DataTransferLive, ShortDataFileGivesTheCountMessageAndKeepsFiles) {
 
 TEST_P(DataTransferLive, BadValueGoesToTheErrorFile) {
     const QString file = exportToFile();
-    QFile data(dataFile());
-    ASSERT_TRUE(data.open(QIODevice::ReadOnly));
-    QByteArray bytes = data.readAll();
-    data.close();
+    QByteArray bytes = FileBytes(dataFile());
     // The first row's id (a wide "1" right after the byte order mark) becomes "x".
     ASSERT_EQ(bytes.mid(2, 2), QByteArray("1\0", 2));
     bytes[2] = 'x';
-    ASSERT_TRUE(data.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    data.write(bytes);
-    data.close();
+    WriteFileBytes(dataFile(), bytes);
     run("DELETE FROM " + name);
     EXPECT_FALSE(database.ReadXmlDataTable(file));
     const QString see = "\r\nPer ulteriori informazioni consultare il file \"" + errorFile() + "\".";
@@ -175,10 +138,8 @@ TEST_P(DataTransferLive, BadValueGoesToTheErrorFile) {
         QStringList({"Si sono verificati errori durante l'importazione della tabella \"" + name.toUpper() +
                          "\"." + see,
                      "Il numero di record importati non corrisponde. Da importare: 5. Importati: 4" + see}));
-    QFile err(errorFile());
-    ASSERT_TRUE(err.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(
-        err.readAll().startsWith("#@ Row 1: Column 1: Invalid character value for cast specification @#"));
+    EXPECT_TRUE(FileBytes(errorFile())
+                    .startsWith("#@ Row 1: Column 1: Invalid character value for cast specification @#"));
 }
 
 QLDB_INSTANTIATE_LIVE_TEST(DataTransferLive, LiveServer::SQLite, LiveServer::PostgreSQL, LiveServer::MariaDB);

@@ -4,6 +4,7 @@
 
 #include <QCoreApplication>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <atomic>
 #include <utility>
 #include <vector>
@@ -19,40 +20,14 @@ using Pairs = std::vector<std::pair<QString, QString>>;
 
 // "KEY=value;KEY={braced;value}": the ODBC form, "}}" standing for a brace inside braces.
 Pairs ParsePairs(const QString& s) {
+    static const QRegularExpression pair(
+        QStringLiteral(R"(([^=;]+)=\s*(?:\{((?:[^}]|\}\})*)\}[^;]*|([^;]*)))"));
     Pairs pairs;
-    const qsizetype n = s.size();
-    qsizetype i = 0;
-    while (i < n) {
-        const qsizetype eq = s.indexOf(QLatin1Char('='), i);
-        const qsizetype semi = s.indexOf(QLatin1Char(';'), i);
-        if (eq < 0 || (semi >= 0 && semi < eq)) {
-            i = semi < 0 ? n : semi + 1;
-            continue;
-        }
-        const QString key = s.mid(i, eq - i).trimmed();
-        qsizetype j = eq + 1;
-        while (j < n && s[j] == QLatin1Char(' '))
-            ++j;
-        QString value;
-        if (j < n && s[j] == QLatin1Char('{')) {
-            for (++j; j < n; ++j) {
-                if (s[j] != QLatin1Char('}')) {
-                    value += s[j];
-                } else if (j + 1 < n && s[j + 1] == QLatin1Char('}')) {
-                    value += s[j++];
-                } else {
-                    ++j;
-                    break;
-                }
-            }
-            const qsizetype next = s.indexOf(QLatin1Char(';'), j);
-            i = next < 0 ? n : next + 1;
-        } else {
-            const qsizetype next = s.indexOf(QLatin1Char(';'), j);
-            value = s.mid(j, (next < 0 ? n : next) - j).trimmed();
-            i = next < 0 ? n : next + 1;
-        }
-        pairs.emplace_back(key, value);
+    for (auto it = pair.globalMatch(s); it.hasNext();) {
+        const QRegularExpressionMatch m = it.next();
+        pairs.emplace_back(m.captured(1).trimmed(),
+                           m.hasCaptured(2) ? m.captured(2).replace(QStringLiteral("}}"), QStringLiteral("}"))
+                                            : m.captured(3).trimmed());
     }
     return pairs;
 }
@@ -88,6 +63,16 @@ bool RunBestEffort(qlConnection& connection, const QString& sSql, QString* sWhy)
 
 } // namespace
 
+void Release(std::unique_ptr<qlConnection>& connection) {
+    try {
+        if (connection)
+            connection->Finalize();
+    } catch (...) {
+        // A connection that a test broke is released all the same.
+    }
+    connection.reset();
+}
+
 QString DropTestDatabase(qlConnection& master, const QString& sDatabase,
                          const std::function<std::unique_ptr<qlConnection>()>& fnReconnect) {
     QString why;
@@ -101,13 +86,9 @@ QString DropTestDatabase(qlConnection& master, const QString& sDatabase,
         return QString();
     // The session on master may be the one that broke.
     try {
-        const auto fresh = fnReconnect();
+        auto fresh = fnReconnect();
         const bool dropped = RunBestEffort(*fresh, drop, &why);
-        try {
-            fresh->Finalize();
-        } catch (const qlException&) {
-            // Closing is no part of the clean-up's answer.
-        }
+        Release(fresh); // closing is no part of the clean-up's answer
         if (dropped)
             return QString();
     } catch (const qlException& e) {
@@ -132,13 +113,6 @@ MsSqlServerSettings ParseMsSqlConnectionString(const QString& sConnectionString)
     return settings;
 }
 
-std::optional<MsSqlServerSettings> MsSqlServerFromEnvironment() {
-    const QString value = qEnvironmentVariable("QLDB_TEST_MSSQL").trimmed();
-    if (value.isEmpty())
-        return std::nullopt;
-    return ParseMsSqlConnectionString(value);
-}
-
 QString UniqueDatabaseName() {
     static std::atomic<int> counter{0};
     return QStringLiteral("qldb_live_%1_%2_%3")
@@ -148,54 +122,51 @@ QString UniqueDatabaseName() {
 }
 
 void MsSqlLiveTest::SetUp() {
-    const std::optional<MsSqlServerSettings> server = MsSqlServerFromEnvironment();
-    if (!server)
+    const QString value = qEnvironmentVariable("QLDB_TEST_MSSQL").trimmed();
+    if (value.isEmpty())
         GTEST_SKIP() << "QLDB_TEST_MSSQL is not set: this live SQL Server test was skipped. Name a server "
                         "with an ODBC connection string, such as "
                         "DRIVER={FreeTDS};SERVER=host;PORT=1433;UID=sa;PWD=...;TDS_Version=7.4";
-    m_server = *server;
+    m_server = ParseMsSqlConnectionString(value);
     ASSERT_FALSE(m_server.Server.isEmpty()) << "QLDB_TEST_MSSQL names no SERVER";
     UseDriverOf(m_server);
-    m_master = connect(QStringLiteral("master"));
-    m_master->setCommandTimeout(kAdministrationTimeout);
-    // Named before it exists, so that TearDown drops whatever the CREATE left.
-    m_database = UniqueDatabaseName();
-    m_master->Execute(QStringLiteral("CREATE DATABASE [%1]").arg(m_database));
-    m_cn = connect();
+    // A server that did not answer once is not waited for again in this run.
+    static std::string unreachable;
+    if (!unreachable.empty())
+        FAIL() << unreachable << " (earlier in this run)";
+    try {
+        m_master = connectMaster();
+        // Named before it exists, so that TearDown drops whatever the CREATE left.
+        m_database = UniqueDatabaseName();
+        m_master->Execute(QStringLiteral("CREATE DATABASE [%1]").arg(m_database));
+        m_cn = connect();
+    } catch (const qlException& e) {
+        const std::string why = "the SQL Server named by QLDB_TEST_MSSQL (" + m_server.Server.toStdString() +
+                                ") gave no test database: " + e.what();
+        if (!m_master)
+            unreachable = why;
+        FAIL() << why;
+    }
+    database.setConnection(m_cn.get());
+    database.setErrors(errors);
+    database.setOutputBox(log);
 }
 
 void MsSqlLiveTest::TearDown() {
-    if (m_cn) {
-        try {
-            m_cn->Finalize();
-        } catch (...) {
-            // A connection that a test broke is released all the same.
-        }
-        m_cn.reset();
-    }
+    Release(m_cn);
     if (m_master && !m_database.isEmpty()) {
-        const QString why = DropTestDatabase(*m_master, m_database, [this] {
-            auto master = connect(QStringLiteral("master"));
-            master->setCommandTimeout(kAdministrationTimeout);
-            return master;
-        });
+        const QString why = DropTestDatabase(*m_master, m_database, [this] { return connectMaster(); });
         if (!why.isEmpty())
             ADD_FAILURE() << "the test database " << m_database.toStdString()
                           << " could not be dropped: " << why.toStdString();
     }
-    if (m_master) {
-        try {
-            m_master->Finalize();
-        } catch (...) {
-        }
-        m_master.reset();
-    }
+    Release(m_master);
 }
 
 std::unique_ptr<qlConnection> MsSqlLiveTest::connect(const QString& sDatabase) const {
     auto connection = std::make_unique<qlConnection>();
-    connection->setErrors(std::make_shared<ScriptedErrorService>(kDecisionLeave, kErrorModeRaise));
-    connection->setHostServices(std::make_shared<ScriptedHostServices>());
+    connection->setErrors(errors);
+    connection->setHostServices(host);
     connection->setProviderType(ql_eProviderType::SQLServer);
     connection->setServer(m_server.Server);
     connection->setDatabaseName(sDatabase.isEmpty() ? m_database : sDatabase);
@@ -205,12 +176,23 @@ std::unique_ptr<qlConnection> MsSqlLiveTest::connect(const QString& sDatabase) c
     return connection;
 }
 
-QVariant MsSqlLiveTest::scalar(const QString& sSql) {
-    auto rs = m_cn->ExecuteWC(sSql);
+std::unique_ptr<qlConnection> MsSqlLiveTest::connectMaster() const {
+    auto master = connect(QStringLiteral("master"));
+    master->setCommandTimeout(kAdministrationTimeout);
+    return master;
+}
+
+QVariant MsSqlLiveTest::scalar(const QString& sSql, qlConnection* on) {
+    auto rs = (on ? *on : *m_cn).ExecuteWC(sSql);
     EXPECT_TRUE(rs && rs->State() == ado::adStateOpen) << sSql.toStdString();
     if (!rs || rs->State() != ado::adStateOpen || rs->IsEOF())
         return {};
     return rs->Value(0);
+}
+
+QString MsSqlLiveTest::collation() {
+    return scalar(QStringLiteral("SELECT CONVERT(nvarchar(128), DATABASEPROPERTYEX(DB_NAME(), 'Collation'))"))
+        .toString();
 }
 
 } // namespace qldb::test

@@ -4,11 +4,14 @@
 //     DRIVER={FreeTDS};SERVER=host;PORT=1433;UID=sa;PWD=secret;TDS_Version=7.4
 // and skip with a message otherwise (CI included). Every test gets a database of its own, created
 // in SetUp and dropped in TearDown, and a qlConnection opened on it the way a host opens one: by
-// its Server, DatabaseName, User and Password, provider SQLServer.
+// its Server, DatabaseName, User and Password, provider SQLServer. A server that cannot be reached
+// fails SetUp with the driver's reason.
 //
 //     class MyLive : public MsSqlLiveTest {};
 //     TEST_F(MyLive, Something) { cn().Execute("CREATE TABLE T (A INT)"); ... }
 #include "connection/ql_connection.h"
+#include "structure/ql_database.h"
+#include "support/recording_host_objects.h"
 #include "support/scripted_error_service.h"
 #include "support/scripted_host_services.h"
 
@@ -17,7 +20,6 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
-#include <optional>
 
 namespace qldb::test {
 
@@ -36,11 +38,11 @@ struct MsSqlServerSettings {
 // may be braced ("PWD={a;b}"). Keys are read without regard to case.
 MsSqlServerSettings ParseMsSqlConnectionString(const QString& sConnectionString);
 
-// The settings of QLDB_TEST_MSSQL; nothing when it is unset or blank.
-std::optional<MsSqlServerSettings> MsSqlServerFromEnvironment();
-
 // A database name no other test or parallel run uses: qldb_live_<pid>_<random>_<counter>.
 QString UniqueDatabaseName();
+
+// Finalizes the connection, whatever state a test left it in, and drops it.
+void Release(std::unique_ptr<qlConnection>& connection);
 
 // Drops a test's database from a session on master, best effort and complete: ends the database's
 // other sessions where the server allows it, drops it whatever that gave, and when the drop fails
@@ -57,17 +59,30 @@ protected:
     // cannot be dropped fails the test, with its name.
     void TearDown() override;
 
-    // A new qlConnection on sDatabase (default: the test's database), opened, raising its errors,
-    // with scripted boxes (answered Cancel).
+    // A new qlConnection on sDatabase (default: the test's database), opened, raising its errors
+    // to `errors`, its boxes to `host` (answered Cancel).
     std::unique_ptr<qlConnection> connect(const QString& sDatabase = QString()) const;
-    // The first column of the first row, Empty without a row.
-    QVariant scalar(const QString& sSql);
+    // The first column of the first row (on cn() unless told), Empty without a row.
+    QVariant scalar(const QString& sSql, qlConnection* on = nullptr);
+    // The collation of the test's database.
+    QString collation();
 
     qlConnection& cn() { return *m_cn; }
-    const QString& database() const { return m_database; }
+    const QString& databaseName() const { return m_database; }
     const MsSqlServerSettings& server() const { return m_server; }
 
+    // Shared by every connection the fixture opens and by `database`.
+    std::shared_ptr<ScriptedErrorService> errors =
+        std::make_shared<ScriptedErrorService>(kDecisionLeave, kErrorModeRaise);
+    std::shared_ptr<ScriptedHostServices> host = std::make_shared<ScriptedHostServices>();
+    // The structure engine on cn(), logging to `log`.
+    qlDatabase database;
+    std::shared_ptr<RecordingRichTextLog> log = std::make_shared<RecordingRichTextLog>();
+
 private:
+    // A session on master for creating and dropping databases, which may take a while.
+    std::unique_ptr<qlConnection> connectMaster() const;
+
     MsSqlServerSettings m_server;
     QString m_database;
     std::unique_ptr<qlConnection> m_master;

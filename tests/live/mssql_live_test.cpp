@@ -53,7 +53,7 @@ using MsSqlLive = MsSqlLiveTest;
 
 TEST_F(MsSqlLive, TransactionsTheSqlWayFollowTheServerCount) {
     EXPECT_EQ(cn().BeginTrans(VB_FALSE), 1);
-    EXPECT_EQ(cn().BeginTrans(VB_FALSE, QStringLiteral("T1")), 2);
+    EXPECT_EQ(cn().BeginTrans(VB_FALSE, "T1"), 2);
     EXPECT_EQ(cn().TransactionCount(), 2);
     EXPECT_EQ(cn().CommitTrans(VB_FALSE), 1);
     EXPECT_EQ(cn().BeginTrans(VB_FALSE), 2);
@@ -76,41 +76,36 @@ TEST_F(MsSqlLive, ScriptsRunPieceByPieceAndProceduresTakeParameters) {
     EXPECT_FALSE(bError);
 
     qlQueryConstructor params;
-    params.AddProcedureParam(QStringLiteral("@A"), 7, ql_eDataType::TypeInt);
-    params.AddProcedureParam(QStringLiteral("@B"), QStringLiteral("O'Brien"),
-                             ql_eDataType::TypeVarCharUnicode, 20);
-    cn().ExecuteSP(QStringLiteral("LIVE_ADD"), &params, &bError);
+    params.AddProcedureParam("@A", 7, ql_eDataType::TypeInt);
+    params.AddProcedureParam("@B", "O'Brien", ql_eDataType::TypeVarCharUnicode, 20);
+    cn().ExecuteSP("LIVE_ADD", &params, &bError);
     EXPECT_FALSE(bError);
-    EXPECT_EQ(ToLong(scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_V WHERE A = 7"))), 1);
-    EXPECT_EQ(ToText(scalar(QStringLiteral("SELECT B FROM LIVE_T"))), QStringLiteral("O'Brien"));
+    EXPECT_EQ(ToLong(scalar("SELECT COUNT(*) FROM LIVE_V WHERE A = 7")), 1);
+    EXPECT_EQ(ToText(scalar("SELECT B FROM LIVE_T")), "O'Brien");
 
     // The same call written as text runs as a batch of its own.
-    const QString call = cn().GetSP(QStringLiteral("LIVE_ADD"), &params);
+    const QString call = cn().GetSP("LIVE_ADD", &params);
     cn().Execute(call, &bError);
     EXPECT_FALSE(bError) << call.toStdString();
-    EXPECT_EQ(ToLong(scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_T"))), 2);
+    EXPECT_EQ(ToLong(scalar("SELECT COUNT(*) FROM LIVE_T")), 2);
 }
 
 TEST_F(MsSqlLive, ReadUncommittedPrefixAndCatalogReads) {
     cn().setReadUncommitted(true);
-    EXPECT_EQ(ToLong(scalar(QStringLiteral("   select 1 AS X"))), 1);
+    EXPECT_EQ(ToLong(scalar("   select 1 AS X")), 1);
     cn().setReadUncommitted(false);
 
-    cn().Execute(QStringLiteral("CREATE TABLE LIVE_K (ID INT NOT NULL PRIMARY KEY, C INT DEFAULT ((0)))"));
-    cn().Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_C ON LIVE_K (C)"));
-    EXPECT_EQ(cn().GetTableKeys(QStringLiteral("LIVE_K")), QStringLiteral("ID"));
-    EXPECT_EQ(cn().GetIndexes(QStringLiteral("LIVE_K")), QStringLiteral("IX_LIVE_K_C"));
-    cn().Execute(QStringLiteral("CREATE INDEX IX_LIVE_K_COVER ON LIVE_K (C DESC) INCLUDE (ID)"));
-    EXPECT_EQ(
-        cn().GetIndexCode(QStringLiteral("LIVE_K"), QStringLiteral("IX_LIVE_K_COVER")),
-        QStringLiteral("CREATE NONCLUSTERED INDEX IX_LIVE_K_COVER ON dbo.LIVE_K (C DESC)  INCLUDE (ID) "));
-    EXPECT_TRUE(cn().TableExist(QStringLiteral("LIVE_K")));
-    EXPECT_TRUE(cn().ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("C")));
-    EXPECT_FALSE(cn().ColumnExist(QStringLiteral("LIVE_K"), QStringLiteral("NOPE")));
-    EXPECT_EQ(cn().GetColumnAttribute(QStringLiteral("LIVE_K"), QStringLiteral("C"),
-                                      ql_eColumnAttribute::DefaultValue)
-                  .toString(),
-              QStringLiteral("(0)"));
+    cn().Execute("CREATE TABLE LIVE_K (ID INT NOT NULL PRIMARY KEY, C INT DEFAULT ((0)))");
+    cn().Execute("CREATE INDEX IX_LIVE_K_C ON LIVE_K (C)");
+    EXPECT_EQ(cn().GetTableKeys("LIVE_K"), "ID");
+    EXPECT_EQ(cn().GetIndexes("LIVE_K"), "IX_LIVE_K_C");
+    cn().Execute("CREATE INDEX IX_LIVE_K_COVER ON LIVE_K (C DESC) INCLUDE (ID)");
+    EXPECT_EQ(cn().GetIndexCode("LIVE_K", "IX_LIVE_K_COVER"),
+              "CREATE NONCLUSTERED INDEX IX_LIVE_K_COVER ON dbo.LIVE_K (C DESC)  INCLUDE (ID) ");
+    EXPECT_TRUE(cn().TableExist("LIVE_K"));
+    EXPECT_TRUE(cn().ColumnExist("LIVE_K", "C"));
+    EXPECT_FALSE(cn().ColumnExist("LIVE_K", "NOPE"));
+    EXPECT_EQ(cn().GetColumnAttribute("LIVE_K", "C", ql_eColumnAttribute::DefaultValue).toString(), "(0)");
     EXPECT_FALSE(cn().CollectionName().isEmpty());
 }
 
@@ -118,30 +113,28 @@ TEST_F(MsSqlLive, ReadUncommittedPrefixAndCatalogReads) {
 // under the read-uncommitted prefix writes back.
 TEST_F(MsSqlLive, ComputedDefaultsAndReadUncommittedWriteBack) {
     qlQueryConstructor q;
-    q.SetTable(QStringLiteral("LIVE_D"));
+    q.SetTable("LIVE_D");
     q.AddField({.FieldName = "ID", .FieldType = ql_eDataType::TypeInt, .KeyField = true});
     q.AddField({.FieldName = "D", .FieldType = ql_eDataType::TypeDateTime, .DefaultValue = "(getdate())"});
     q.AddField({.FieldName = "G", .FieldType = ql_eDataType::TypeGUID, .DefaultValue = "(newid())"});
     q.AddField({.FieldName = "C", .FieldType = ql_eDataType::TypeChar, .Size = 1, .DefaultValue = "('x')"});
     q.AddField({.FieldName = "Q", .FieldType = ql_eDataType::TypeInt, .DefaultValue = "((0))"});
     // The table alone; the column comments after it are no concern here.
-    const QString create = q.MakeQuery(ql_eQueryType::CreateTable).section(QStringLiteral(";\r\n"), 0, 0);
+    const QString create = q.MakeQuery(ql_eQueryType::CreateTable).section(";\r\n", 0, 0);
     cn().Execute(create);
-    cn().Execute(QStringLiteral("INSERT INTO LIVE_D (ID) VALUES (1)"));
+    cn().Execute("INSERT INTO LIVE_D (ID) VALUES (1)");
     EXPECT_EQ(
         ToLong(scalar(QStringLiteral("SELECT COUNT(*) FROM LIVE_D WHERE DATEDIFF(minute, D, getdate()) < 5 "
                                      "AND G IS NOT NULL AND C = 'x' AND Q = 0"))),
         1)
         << create.toStdString();
-    EXPECT_EQ(cn().GetColumnAttribute(QStringLiteral("LIVE_D"), QStringLiteral("D"),
-                                      ql_eColumnAttribute::DefaultValue)
-                  .toString(),
-              QStringLiteral("(getdate())"));
+    EXPECT_EQ(cn().GetColumnAttribute("LIVE_D", "D", ql_eColumnAttribute::DefaultValue).toString(),
+              "(getdate())");
 
     cn().setReadUncommitted(true);
-    auto rs = cn().ExecuteWC(QStringLiteral("SELECT ID, C FROM LIVE_D"), ado::adLockOptimistic);
+    auto rs = cn().ExecuteWC("SELECT ID, C FROM LIVE_D", ado::adLockOptimistic);
     ASSERT_TRUE(rs && !rs->IsEOF());
-    rs->Fields("C").setValue(QStringLiteral("y"));
+    rs->Fields("C").setValue("y");
     rs->Update();
     rs->AddNew();
     rs->Fields("ID").setValue(2);

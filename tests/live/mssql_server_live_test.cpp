@@ -1,115 +1,48 @@
-// qlMsSqlSystem against a real SQL Server: Agent jobs, a backup's file list, the table and database
-// enumeration, single-user switching and the Agent state. It runs only when QLDB_TEST_MSSQL holds
-// an ODBC connection string to a server ("DRIVER=FreeTDS;SERVER=host;PORT=1433;UID=sa;PWD=..."),
-// creates its own job and databases with unique names and removes them afterwards.
-#include "connection/ql_connection.h"
+// qlMsSqlSystem against a real SQL Server (see mssql_live_fixture.h): Agent jobs, a backup's file
+// list, the table and database enumeration, single-user switching and the Agent state. The test's
+// database is the one backed up, listed and switched; the jobs and files a test makes go at the end.
+#include "live/mssql_live_fixture.h"
 #include "platform/tools/conversions.h"
 #include "server/ql_mssql_system.h"
 
-#include <QCoreApplication>
-#include <QDateTime>
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <memory>
-
-namespace qldb {
+namespace qldb::test {
 namespace {
 
-struct ServerLogin {
-    QString Server; // "host,port"
-    QString User;
-    QString Password;
-};
-
-// SERVER, PORT, UID and PWD of the connection string; an empty server when the variable is unset.
-ServerLogin LoginFromEnvironment() {
-    ServerLogin login;
-    const char* value = std::getenv("QLDB_TEST_MSSQL");
-    if (value == nullptr)
-        return login;
-    QString port;
-    for (const QString& part : QString::fromLocal8Bit(value).split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
-        const QString key = part.section(QLatin1Char('='), 0, 0).trimmed().toUpper();
-        const QString val = part.section(QLatin1Char('='), 1).trimmed();
-        if (key == "SERVER")
-            login.Server = val;
-        else if (key == "PORT")
-            port = val;
-        else if (key == "UID")
-            login.User = val;
-        else if (key == "PWD")
-            login.Password = val;
-    }
-    if (!port.isEmpty() && !login.Server.contains(QLatin1Char(',')))
-        login.Server += QLatin1Char(',') + port;
-    return login;
-}
-
-class MsSqlServerLive : public ::testing::Test {
+class MsSqlServerLive : public MsSqlLiveTest {
 protected:
     void SetUp() override {
-        m_login = LoginFromEnvironment();
-        if (m_login.Server.isEmpty())
-            GTEST_SKIP()
-                << "QLDB_TEST_MSSQL is not set: the live SQL Server administration suite was skipped";
-        m_suffix = QStringLiteral("%1_%2")
-                       .arg(QCoreApplication::applicationPid())
-                       .arg(QDateTime::currentMSecsSinceEpoch());
-        m_errors = std::make_shared<HeadlessErrorService>(kDecisionLeave, kErrorModeRaise);
-        m_cn = std::make_unique<qlConnection>();
-        m_cn->setErrors(m_errors);
-        m_cn->setProviderType(ql_eProviderType::SQLServer);
-        m_cn->setServer(m_login.Server);
-        m_cn->setDatabaseName("master");
-        m_cn->setUser(m_login.User);
-        m_cn->setPassword(m_login.Password);
-        m_cn->OpenConnection();
-        m_sys = m_cn->MsSqlSystem();
-        ASSERT_TRUE(m_sys->Initialize(m_cn.get()));
+        MsSqlLiveTest::SetUp();
+        if (IsSkipped() || HasFatalFailure())
+            return;
+        m_sys = cn().MsSqlSystem();
+        ASSERT_TRUE(m_sys->Initialize(&cn()));
     }
 
     void TearDown() override {
-        if (!m_cn)
-            return;
-        // Best effort: whatever a failed test left behind goes.
-        bool bError = false;
-        for (const QString& job : m_jobs)
-            m_cn->Execute("IF EXISTS (SELECT 1 FROM msdb.dbo.sysjobs WHERE name = N'" + job +
-                              "') EXEC msdb.dbo.sp_delete_job @job_name = N'" + job + "'",
-                          &bError);
-        for (const QString& db : m_databases)
-            m_cn->Execute("IF DB_ID(N'" + db + "') IS NOT NULL BEGIN ALTER DATABASE [" + db +
-                              "] SET SINGLE_USER WITH ROLLBACK IMMEDIATE; DROP DATABASE [" + db + "] END",
-                          &bError);
+        // Best effort, on the MSDB connection: whatever a failed test left behind goes.
+        for (const QString& sql : m_cleanUp) {
+            bool bError = false;
+            try {
+                if (m_sys && m_sys->MSDBConnection())
+                    m_sys->MSDBConnection()->Execute(sql, &bError);
+            } catch (const qlException&) {
+            }
+        }
         if (m_sys)
             m_sys->Finalize();
-        m_cn->Finalize();
+        MsSqlLiveTest::TearDown();
     }
+    // On the MSDB connection, which outlives the test's own session.
+    QVariant Scalar(const QString& sql) { return scalar(sql, m_sys->MSDBConnection()); }
 
-    QString NewDatabase(const QString& prefix) {
-        const QString db = prefix + m_suffix;
-        m_databases << db;
-        m_cn->Execute("CREATE DATABASE " + db);
-        return db;
-    }
-    QVariant Scalar(const QString& sql) {
-        auto rs = m_cn->ExecuteWC(sql);
-        return rs && rs->State() == ado::adStateOpen && !rs->IsEOF() ? rs->Value(0) : QVariant();
-    }
-
-    ServerLogin m_login;
-    QString m_suffix;
-    QStringList m_jobs;
-    QStringList m_databases;
-    std::shared_ptr<HeadlessErrorService> m_errors;
-    std::unique_ptr<qlConnection> m_cn;
+    QStringList m_cleanUp;
     std::unique_ptr<qlMsSqlSystem> m_sys;
 };
 
 TEST_F(MsSqlServerLive, JobLifecycle) {
-    const QString job = "qldb_live_job_" + m_suffix;
-    m_jobs << job;
+    const QString job = databaseName() + "_job";
+    m_cleanUp << "IF EXISTS (SELECT 1 FROM msdb.dbo.sysjobs WHERE name = N'" + job +
+                     "') EXEC msdb.dbo.sp_delete_job @job_name = N'" + job + "'";
     ASSERT_TRUE(m_sys->AddJob(job, ql_eMsSqlJobStatus::eMsSqlDisabled, "qldb live test", "",
                               ql_eMsSqlCategoryValues::eMsSqlDatabaseMaintenance));
     EXPECT_FALSE(m_sys->AddJob(job, ql_eMsSqlJobStatus::eMsSqlDisabled));
@@ -131,45 +64,47 @@ TEST_F(MsSqlServerLive, JobLifecycle) {
     EXPECT_FALSE(m_sys->DeleteJobSchedule(job, "Orlina_Schedule"));
     EXPECT_TRUE(m_sys->DeleteJob(job));
     EXPECT_EQ(m_sys->JobCurrentStatus(job), ql_eMsSqlJobExecutionStatus::eMsSqlJobDontExists);
-    EXPECT_TRUE(m_errors->reports().empty());
+    EXPECT_TRUE(errors->reports().empty());
 }
 
 TEST_F(MsSqlServerLive, FileListOfABackupMadeHere) {
-    const QString db = NewDatabase("qldb_live_bak_");
+    const QString db = databaseName();
     const QString file = db + ".bak"; // in the server's default backup folder
-    m_cn->Execute("BACKUP DATABASE " + db + " TO DISK = '" + file + "' WITH INIT");
+    // The backup's file and its history go whatever happens; the path is the one the server wrote.
+    m_cleanUp << QString("DECLARE @f NVARCHAR(260) = (SELECT TOP 1 physical_device_name FROM "
+                         "msdb.dbo.backupmediafamily m JOIN msdb.dbo.backupset s ON s.media_set_id = "
+                         "m.media_set_id WHERE s.database_name = N'%1' ORDER BY s.backup_finish_date DESC); "
+                         "IF @f IS NOT NULL EXEC master.dbo.xp_delete_file 0, @f")
+                     .arg(db)
+              << "EXEC msdb.dbo.sp_delete_database_backuphistory @database_name = N'" + db + "'";
+    cn().Execute("BACKUP DATABASE [" + db + "] TO DISK = N'" + file + "' WITH INIT");
     auto rs = m_sys->RestoreFileListOnly(file);
     ASSERT_TRUE(rs && rs->State() == ado::adStateOpen);
     ASSERT_EQ(rs->RecordCount(), 2);
     EXPECT_EQ(ToText(rs->Value("LogicalName")), db);
     rs->MoveNext();
     EXPECT_EQ(ToText(rs->Value("LogicalName")), db + "_log");
-    bool bError = false;
-    m_cn->Execute(
-        "DECLARE @f NVARCHAR(260) = (SELECT TOP 1 physical_device_name FROM msdb.dbo.backupmediafamily m "
-        "JOIN msdb.dbo.backupset s ON s.media_set_id = m.media_set_id WHERE s.database_name = N'" +
-            db + "' ORDER BY s.backup_finish_date DESC); EXEC master.dbo.xp_delete_file 0, @f",
-        &bError);
 }
 
 TEST_F(MsSqlServerLive, TablesAndManagedDatabases) {
-    const QString db = NewDatabase("qldb_live_cat_");
-    m_cn->Execute("CREATE TABLE " + db + ".dbo.SYS_DBS (ID INT)");
-    m_cn->Execute("CREATE TABLE " + db + ".dbo.A01_CLI (ID INT)");
-    const QStringList tables = m_sys->GetTables(m_login.Server, m_login.User, m_login.Password, db.toUpper());
+    const QString db = databaseName();
+    cn().Execute("CREATE TABLE SYS_DBS (ID INT)");
+    cn().Execute("CREATE TABLE A01_CLI (ID INT)");
+    const MsSqlServerSettings& s = server();
+    const QStringList tables = m_sys->GetTables(s.Server, s.User, s.Password, db.toUpper());
     EXPECT_TRUE(tables.contains("SYS_DBS") && tables.contains("A01_CLI"));
-    EXPECT_TRUE(
-        m_sys->GetTables(m_login.Server, m_login.User, m_login.Password, "qldb_none_" + m_suffix).isEmpty());
+    EXPECT_TRUE(m_sys->GetTables(s.Server, s.User, s.Password, db + "_none").isEmpty());
     bool missing = false;
-    EXPECT_TRUE(m_sys->GetMirandoDb(m_login.Server, m_login.User, m_login.Password, &missing).contains(db));
+    EXPECT_TRUE(m_sys->GetMirandoDb(s.Server, s.User, s.Password, &missing).contains(db));
     EXPECT_FALSE(missing);
-    EXPECT_TRUE(m_sys->GetMirandoDb("127.0.0.1,1", m_login.User, m_login.Password, &missing).isEmpty());
+    EXPECT_TRUE(m_sys->GetMirandoDb("127.0.0.1,1", s.User, s.Password, &missing).isEmpty());
     EXPECT_TRUE(missing);
-    EXPECT_TRUE(m_errors->reports().empty());
+    EXPECT_TRUE(errors->reports().empty());
 }
 
 TEST_F(MsSqlServerLive, SingleUserSwitchAndServerState) {
-    const QString db = NewDatabase("qldb_live_usr_");
+    // The test's own session on the database is one that the switch ends.
+    const QString db = databaseName();
     const QString access = "SELECT user_access_desc FROM sys.databases WHERE name = N'" + db + "'";
     ASSERT_TRUE(m_sys->DisconnectUser(db));
     EXPECT_EQ(ToText(Scalar(access)), "SINGLE_USER");
@@ -185,4 +120,4 @@ TEST_F(MsSqlServerLive, SingleUserSwitchAndServerState) {
 }
 
 } // namespace
-} // namespace qldb
+} // namespace qldb::test

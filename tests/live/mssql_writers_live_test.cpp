@@ -1,91 +1,13 @@
-// The structure file writers against a real SQL Server: a table with keys, defaults, a
-// varchar(max), a description and an index, a view, a function, a procedure and a trigger, each
-// written with the firm's prefix turned into the marker. Runs only when QLDB_TEST_MSSQL holds an
-// ODBC connection string ("DRIVER=FreeTDS;SERVER=host;PORT=1433;UID=sa;PWD=..."); it creates its
-// own database and drops it afterwards.
-#include "structure/ql_database.h"
+// The structure file writers against a real SQL Server (see mssql_live_fixture.h): a table with
+// keys, defaults, a varchar(max), a description and an index, a view, a function, a procedure and
+// a trigger, each written with the firm's prefix turned into the marker.
+#include "live/mssql_live_fixture.h"
 #include "structure/structure_document.h"
-#include "support/scripted_error_service.h"
-#include "support/scripted_host_services.h"
-
-#include <QCoreApplication>
-#include <QDateTime>
-#include <gtest/gtest.h>
-
-#include <memory>
 
 namespace qldb::test {
 namespace {
 
-// The keys of an ODBC connection string, by upper-cased name.
-std::map<QString, QString> OdbcKeys(const QString& s) {
-    std::map<QString, QString> keys;
-    for (const QString& part : s.split(u';', Qt::SkipEmptyParts)) {
-        const qsizetype eq = part.indexOf(u'=');
-        if (eq > 0)
-            keys[part.left(eq).trimmed().toUpper()] = part.mid(eq + 1).trimmed();
-    }
-    return keys;
-}
-
-class MsSqlWritersLive : public ::testing::Test {
-protected:
-    void SetUp() override {
-        const QString server = qEnvironmentVariable("QLDB_TEST_MSSQL");
-        if (server.isEmpty())
-            GTEST_SKIP() << "QLDB_TEST_MSSQL is not set: the live SQL Server writers test was skipped";
-        m_name = QStringLiteral("qldb_writers_%1_%2")
-                     .arg(QCoreApplication::applicationPid())
-                     .arg(QDateTime::currentMSecsSinceEpoch() % 100000);
-        m_master = connect(server, QStringLiteral("master"));
-        m_master->Execute(QStringLiteral("CREATE DATABASE ") + m_name);
-        m_cn = connect(server, m_name);
-        database.setConnection(m_cn.get());
-        database.setErrors(errors);
-    }
-
-    void TearDown() override {
-        if (m_cn)
-            m_cn->Finalize();
-        if (m_master) {
-            m_master->Execute(
-                QStringLiteral("ALTER DATABASE %1 SET SINGLE_USER WITH ROLLBACK IMMEDIATE").arg(m_name));
-            m_master->Execute(QStringLiteral("DROP DATABASE ") + m_name);
-            m_master->Finalize();
-        }
-    }
-
-    // A connection set up the way a host sets one: provider, server, database and login.
-    std::unique_ptr<qlConnection> connect(const QString& odbc, const QString& sDatabase) {
-        auto keys = OdbcKeys(odbc);
-        if (keys.count("DRIVER"))
-            qputenv("QLDB_ODBC_DRIVER_SQLSERVER", keys["DRIVER"].remove(u'{').remove(u'}').toUtf8());
-        auto cn = std::make_unique<qlConnection>();
-        cn->setErrors(errors);
-        cn->setHostServices(host);
-        cn->setProductName(QStringLiteral("Mirando ERP"));
-        cn->setProviderType(ql_eProviderType::SQLServer);
-        cn->setServer(keys.count("PORT") ? keys["SERVER"] + QLatin1Char(',') + keys["PORT"] : keys["SERVER"]);
-        cn->setDatabaseName(sDatabase);
-        cn->setUser(keys["UID"]);
-        cn->setPassword(keys["PWD"]);
-        cn->OpenConnection();
-        return cn;
-    }
-
-    QString collation() {
-        auto rs = m_cn->ExecuteWC(
-            QStringLiteral("SELECT CONVERT(nvarchar(128), DATABASEPROPERTYEX(DB_NAME(), 'Collation'))"));
-        return rs && !rs->IsEOF() ? rs->Value(0).toString() : QString();
-    }
-
-    std::shared_ptr<ScriptedErrorService> errors = std::make_shared<ScriptedErrorService>(kDecisionLeave);
-    std::shared_ptr<ScriptedHostServices> host = std::make_shared<ScriptedHostServices>();
-    qlDatabase database;
-    QString m_name;
-    std::unique_ptr<qlConnection> m_master;
-    std::unique_ptr<qlConnection> m_cn;
-};
+using MsSqlWritersLive = MsSqlLiveTest;
 
 QStringList Texts(const QDomNode& node) {
     QStringList out;
@@ -103,8 +25,8 @@ TEST_F(MsSqlWritersLive, EveryObjectIsWrittenWithTheMarker) {
         "PREZZO float NOT NULL CONSTRAINT DF_A01_ART_PREZZO DEFAULT (0), NOTE varchar(max) NULL, "
         "ID int IDENTITY(1,1) NOT NULL)",
         "CREATE INDEX IX_A01_ART_DES ON A01_ART (DES)",
-        "EXEC sp_addextendedproperty 'MS_Description', 'Cod. [nota]', 'user', 'dbo', 'table', 'A01_ART', "
-        "'column', 'DES'",
+        "EXEC sp_addextendedproperty N'MS_Description', N'Cod. [nota]', N'SCHEMA', N'dbo', N'TABLE', "
+        "N'A01_ART', N'COLUMN', N'DES'",
         "CREATE TABLE SYS_DBS (SYS_DATABASE nvarchar(3), SYS_VERSION nvarchar(20), SYS_CREATION bit, "
         "SYS_COMPLETED bit, SYS_DATE datetime, SYS_DCC nvarchar(128))",
         "INSERT INTO SYS_DBS VALUES ('SYS', '1.0.0001', 1, 1, GETDATE(), '" + coll + "')",
@@ -114,7 +36,7 @@ TEST_F(MsSqlWritersLive, EveryObjectIsWrittenWithTheMarker) {
         "CREATE TRIGGER TR_A01_ART ON A01_ART AFTER INSERT AS SET NOCOUNT ON",
     };
     for (const QString& sql : setup)
-        m_cn->Execute(sql);
+        cn().Execute(sql);
     ASSERT_TRUE(errors->reports().empty()) << errors->reports()[0].Error.Description.toStdString();
 
     QString prefix = QStringLiteral("a01_");

@@ -1,9 +1,9 @@
 // qlConnection's value lookups, table directory and attachments on SQLite and on PostgreSQL (in a
 // schema of the test's own, as the routines use fixed table names).
+#include "live/live_files.h"
 #include "platform/tools/conversions.h"
 #include "support/live_servers.h"
 
-#include <QDir>
 #include <QFile>
 #include <unistd.h>
 
@@ -14,14 +14,13 @@ using T = ql_eDataType;
 constexpr char kPdfLiteral[] = "%PDF-1.4\n\x00\x01\x02\xff binary tail";
 const QByteArray kPdf(kPdfLiteral, sizeof kPdfLiteral - 1);
 
-class RecordServicesLive : public LiveServerTest {
+class RecordServicesLive : public LiveDatabaseTest {
 protected:
     void SetUp() override {
-        LiveServerTest::SetUp();
+        LiveDatabaseTest::SetUp();
         if (IsSkipped() || HasFatalFailure())
             return;
         ASSERT_TRUE(m_files.isValid());
-        session.emplace(connectionString());
         cn = session->conn.get();
         if (pg()) {
             m_schema = UniqueTableName("rs");
@@ -53,21 +52,12 @@ protected:
     int32_t rows() { return ToLong(session->scalar("SELECT COUNT(*) FROM SYS_ATT")); }
     // Writes a file under the test's folder and gives its path.
     QString file(const QString& name, const QByteArray& bytes) {
-        const QString path = m_files.filePath(name);
-        QDir().mkpath(QFileInfo(path).path());
-        QFile f(path);
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        f.write(bytes);
-        return path;
-    }
-    static QByteArray contents(const QString& path) {
-        QFile f(path);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<unreadable>");
+        WriteFileBytes(m_files.filePath(name), bytes);
+        return m_files.filePath(name);
     }
 
     QTemporaryDir m_files;
     QString m_schema;
-    std::optional<LiveSession> session;
     qlConnection* cn = nullptr;
 };
 
@@ -108,13 +98,13 @@ TEST_P(RecordServicesLive, AttachmentsInTheTable) {
     EXPECT_EQ(session->scalar("SELECT ATDAT FROM SYS_ATT").toDateTime().date(), QDate::currentDate());
     QString out = file("out/offer.pdf", "old contents, replaced");
     EXPECT_TRUE(cn->ReadAttachment(id, out));
-    EXPECT_EQ(contents(out), kPdf);
+    EXPECT_EQ(FileBytes(out), kPdf);
 
     // An empty file comes back as an empty file.
     cn->WriteAttachment("A01_ART", "42", "empty.txt", QString(), file("in/empty.txt", QByteArray()));
     QString emptyOut = file("out/empty.txt", "not empty");
     EXPECT_TRUE(cn->ReadAttachment(lastId(), emptyOut));
-    EXPECT_EQ(contents(emptyOut), QByteArray());
+    EXPECT_EQ(FileBytes(emptyOut), QByteArray());
 
     // A copy carries owner, title and bytes only.
     cn->CopyAttachment(id, "A01_DOC", "7");
@@ -122,7 +112,7 @@ TEST_P(RecordServicesLive, AttachmentsInTheTable) {
     EXPECT_EQ(row(copy, "ATTYP, ATTBL, ATKEY, ATNAM, ATDES, ATLNK"), "Null|A01_DOC|7|offer.pdf|Null|Null");
     QString copyOut = m_files.filePath("out/copy.pdf");
     EXPECT_TRUE(cn->ReadAttachment(copy, copyOut));
-    EXPECT_EQ(contents(copyOut), kPdf);
+    EXPECT_EQ(FileBytes(copyOut), kPdf);
 
     // A source that cannot be read (a folder, a missing file, no permission) writes no row.
     const int32_t before = rows();
@@ -149,13 +139,13 @@ TEST_P(RecordServicesLive, AttachmentsOnDisk) {
     EXPECT_EQ(lastId(), 12345);
     const QString automatic = store + "/12/12345.TXT";
     EXPECT_EQ(row(12345, "ATTYP, ATNAM, ATLNK, ATSIZ"), "2|Bolla.TXT|" + automatic + "|15");
-    EXPECT_EQ(contents(automatic), text);
+    EXPECT_EQ(FileBytes(automatic), text);
     QString out;
     EXPECT_TRUE(cn->ReadAttachment(12345, out));
     EXPECT_EQ(out, automatic) << "without bSaveAs the caller gets the link";
     out = m_files.filePath("saved.txt");
     EXPECT_TRUE(cn->ReadAttachment(12345, out, true));
-    EXPECT_EQ(contents(out), text);
+    EXPECT_EQ(FileBytes(out), text);
 
     // A link: the file stays where it is, and the row says kind 2.
     cn->WriteAttachment("A01_DOC", "9", "bolla.txt", store, source, QString(), QString(), 0, QDateTime(), 3);

@@ -16,15 +16,10 @@ class SqlStatementsLive : public LiveServerTest {};
 
 TEST_P(SqlStatementsLive, CreateInsertUpdateDeleteSelect) {
     auto db = connect();
-    const bool sqlite = server() == LiveServer::SQLite;
-    // Unqualified names are looked up in SQLite's attached databases after main.
-    for (const char* sql : sqlite ? std::vector<const char*>{"ATTACH DATABASE ':memory:' AS dbo"}
-                                  : std::vector<const char*>{"CREATE SCHEMA IF NOT EXISTS dbo",
-                                                             "SET search_path TO public, dbo"})
-        db->Execute(sql, ado::adExecuteNoRecords);
+    addDboOwner(*db);
     ScopedTable table(*db, "qc");
     qlQueryConstructor q;
-    q.setProviderType(sqlite ? ql_eProviderType::MsAccess : ql_eProviderType::MySql);
+    q.setProviderType(constructorProvider());
     q.SetTable(table.name());
     const auto run = [&](ql_eQueryType type) {
         const QString sql = q.MakeQuery(type);

@@ -1,10 +1,10 @@
 // Table alteration on real servers, with the statements the query constructor writes for them
 // (SQLite the file database's words, PostgreSQL the MySQL ones): a missing table created from its
 // node, a column added, and a column script that fails half way rolled back whole.
+#include "live/live_files.h"
 #include "platform/tools/conversions.h"
 #include "structure/table_pass.h"
 #include "support/live_servers.h"
-#include "support/recording_host_objects.h"
 
 namespace qldb {
 
@@ -36,35 +36,16 @@ QDomElement Parse(QDomDocument& doc, const QString& xml) {
     return doc.documentElement();
 }
 
-QString Field(const QString& name, const QString& type, const QString& size, const QString& nulls,
-              const QString& def, const QString& key) {
-    return QStringLiteral(
-               "<Field><FieldName>%1</FieldName><O/><Description/><DataType>%2</DataType>"
-               "<FieldSize>%3</FieldSize><AllowsNull>%4</AllowsNull><DefaultValue>%5</DefaultValue>"
-               "<PrimaryKey>%6</PrimaryKey></Field>")
-        .arg(name, type, size, nulls, def, key);
-}
-
-class StructureAlterationLive : public LiveServerTest {
+class StructureAlterationLive : public LiveDatabaseTest {
 protected:
     void SetUp() override {
-        LiveServerTest::SetUp();
-        if (IsSkipped())
+        LiveDatabaseTest::SetUp();
+        if (IsSkipped() || HasFatalFailure())
             return;
-        session = std::make_unique<LiveSession>(connectionString());
-        qlConnection& cn = *session->conn;
-        const bool sqlite = server() == LiveServer::SQLite;
-        cn.setProviderType(sqlite ? ql_eProviderType::MsAccess : ql_eProviderType::MySql);
-        // CreateTable writes the owner "dbo.": an attached database on SQLite, a schema on PostgreSQL.
-        for (const char* sql : sqlite ? std::vector<const char*>{"ATTACH DATABASE ':memory:' AS dbo"}
-                                      : std::vector<const char*>{"CREATE SCHEMA IF NOT EXISTS dbo",
-                                                                 "SET search_path TO public, dbo"})
-            cn.Execute(sql);
-        database.setConnection(&cn);
-        database.setErrors(session->errors);
-        database.setOutputBox(log);
+        session->conn->setProviderType(constructorProvider());
+        addDboOwner(*session->conn->ADODBConnection());
         // System tables are made without a collation clause, which neither server here would know.
-        table = std::make_unique<ScopedTable>(*cn.ADODBConnection(), "sys_");
+        table = std::make_unique<ScopedTable>(*session->conn->ADODBConnection(), "sys_");
     }
 
     // The table's columns as a query reads them, upper case.
@@ -76,9 +57,6 @@ protected:
         return out;
     }
 
-    std::unique_ptr<LiveSession> session;
-    qlDatabase database;
-    std::shared_ptr<RecordingRichTextLog> log = std::make_shared<RecordingRichTextLog>();
     std::unique_ptr<ScopedTable> table;
 };
 
@@ -87,8 +65,8 @@ TEST_P(StructureAlterationLive, CreateFromTheFileThenAddAColumn) {
     const QString owner = server() == LiveServer::SQLite ? "dbo." : "";
     QDomDocument doc;
     const QDomElement node = Parse(
-        doc, "<Table><TableName>x</TableName><Fields>" + Field("ID", "TypeInt", "4", "False", "", "True") +
-                 Field("DES", "TypeVarChar", "20", "True", "('-')", "False") +
+        doc, "<Table><TableName>x</TableName><Fields>" + FieldXml("ID", "TypeInt", "4", "False", "", "True") +
+                 FieldXml("DES", "TypeVarChar", "20", "True", "('-')", "False") +
                  "</Fields><Indexes><Index>"
                  "<IndexName>IX_[#FIRM#]" +
                  table->name() + "</IndexName><IndexSql>CREATE INDEX " + owner + "ix_[#FIRM#]" +
@@ -100,7 +78,7 @@ TEST_P(StructureAlterationLive, CreateFromTheFileThenAddAColumn) {
 
     QDomDocument fieldDoc;
     Access::AddColumn(database, table->name(),
-                      Parse(fieldDoc, Field("QTY", "TypeInt", "4", "True", "", "False")));
+                      Parse(fieldDoc, FieldXml("QTY", "TypeInt", "4", "True", "", "False")));
     EXPECT_EQ(columns(), QStringList({"ID", "DES", "QTY"}));
     EXPECT_EQ(database.VerifyDatabaseResult(), ql_eVerifyResult::evrNotVerify) << log->Text().toStdString();
 }

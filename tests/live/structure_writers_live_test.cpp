@@ -7,20 +7,15 @@
 namespace qldb::test {
 namespace {
 
-class WritersLive : public LiveServerTest {};
+using WritersLive = LiveDatabaseTest;
 
 TEST_P(WritersLive, TableElementFromTheCatalogWalk) {
-    LiveSession session(connectionString());
-    ScopedTable table(*session.conn->ADODBConnection(), QStringLiteral("w"));
-    session.conn->Execute(
+    ScopedTable table(*session->conn->ADODBConnection(), QStringLiteral("w"));
+    session->conn->Execute(
         QStringLiteral("CREATE TABLE ") + table.name() +
         QStringLiteral(" (a INTEGER NOT NULL PRIMARY KEY, b VARCHAR(20), c DOUBLE PRECISION)"));
-    qlDatabase database;
-    database.setConnection(session.conn.get());
-    database.setErrors(session.errors);
-
     const QDomElement element = database.GetXmlTableDefinition(table.name());
-    EXPECT_TRUE(session.errors->reports().empty());
+    EXPECT_TRUE(session->errors->reports().empty());
     EXPECT_EQ(ChildText(element, 0), table.name().toUpper());
     const QDomNode fields = ChildAt(element, 1);
     ASSERT_EQ(ChildCount(fields), 3);

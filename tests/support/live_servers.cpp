@@ -68,4 +68,27 @@ std::shared_ptr<IDbConnection> LiveServerTest::connect() const {
     return connection;
 }
 
+ql_eProviderType LiveServerTest::constructorProvider() const {
+    return server() == LiveServer::SQLite ? ql_eProviderType::MsAccess : ql_eProviderType::MySql;
+}
+
+void LiveServerTest::addDboOwner(IDbConnection& db) const {
+    const QStringList statements =
+        server() == LiveServer::SQLite
+            ? QStringList{"ATTACH DATABASE ':memory:' AS dbo"}
+            : QStringList{"CREATE SCHEMA IF NOT EXISTS dbo", "SET search_path TO public, dbo"};
+    for (const QString& sql : statements)
+        db.Execute(sql, ado::adExecuteNoRecords);
+}
+
+void LiveDatabaseTest::SetUp() {
+    LiveServerTest::SetUp();
+    if (IsSkipped() || HasFatalFailure())
+        return;
+    session = std::make_unique<LiveSession>(connectionString());
+    database.setConnection(session->conn.get());
+    database.setErrors(session->errors);
+    database.setOutputBox(log);
+}
+
 } // namespace qldb::test

@@ -4,6 +4,8 @@
 #include "connection/ql_connection.h"
 #include "platform/errors/error_record.h"
 #include "platform/odbc/db_connection.h"
+#include "structure/ql_database.h"
+#include "support/recording_host_objects.h"
 #include "support/scripted_error_service.h"
 #include "support/scripted_host_services.h"
 
@@ -78,10 +80,26 @@ protected:
     const QString& connectionString() const { return m_connectionString; }
     // A new connection on connectionString(), opened.
     std::shared_ptr<IDbConnection> connect() const;
+    // The provider whose words the query constructor writes for this server: the file database's
+    // for SQLite, MySQL's for PostgreSQL.
+    ql_eProviderType constructorProvider() const;
+    // Gives the connection the owner "dbo." that CreateTable writes: an attached database on
+    // SQLite (unqualified names are looked up there after main), a schema on PostgreSQL's path.
+    void addDboOwner(IDbConnection& db) const;
 
 private:
     std::optional<QTemporaryDir> m_sqliteFolder;
     QString m_connectionString;
+};
+
+// A LiveServerTest with a session open and the structure engine on it, logging to `log`.
+class LiveDatabaseTest : public LiveServerTest {
+protected:
+    void SetUp() override;
+
+    std::unique_ptr<LiveSession> session;
+    qlDatabase database;
+    std::shared_ptr<RecordingRichTextLog> log = std::make_shared<RecordingRichTextLog>();
 };
 
 } // namespace qldb::test
