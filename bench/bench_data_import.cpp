@@ -1,7 +1,7 @@
 // Import of a ten-column table through the built-in bulk copier (200,000 rows from a wide data
-// file, parameter arrays in batches) beside the record route's single INSERT statements (the first
-// 2,000 rows), on SQLite and, when QLDB_TEST_PG names it, PostgreSQL. Figures are printed as rows
-// per second; the copier's target is 50,000 rows/s on loopback.
+// file, multi-row statements in batches) beside the record route's single INSERT statements (the
+// first 2,000 rows), on SQLite and, when QLDB_TEST_PG names it, PostgreSQL. Figures are printed as
+// rows per second; the copier's target is 50,000 rows/s on loopback.
 #include "connection/ql_connection.h"
 #include "platform/errors/error_service.h"
 #include "platform/tools/product_folders.h"

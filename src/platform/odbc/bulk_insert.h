@@ -1,7 +1,8 @@
 #pragma once
 // Inserting many rows into one table quickly: the built-in bulk copier's way into a database.
-// Over ODBC the rows go as bound parameter arrays, many rows per round trip, one transaction per
-// batch; over any other connection (a test double) one parameterised statement per row.
+// Over ODBC the rows go as bound parameters of statements carrying many rows each, one round trip
+// per statement, one transaction per batch; over any other connection (a test double) one
+// parameterised statement per row.
 #include "platform/odbc/db_connection.h"
 #include "platform/odbc/recordset.h"
 

@@ -4,15 +4,11 @@
 #include "platform/odbc/bulk_insert.h"
 #include "platform/tools/conversions.h"
 #include "structure/bulk_copy/bulk_copy_files.h"
+#include "structure/bulk_copy/bulk_field_values.h"
 
-#include <QDate>
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLocale>
-#include <QRegularExpression>
-#include <QTime>
 
 namespace qldb {
 
@@ -129,114 +125,6 @@ bool OutPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connecti
     return true;
 }
 
-enum class ValueKind { Integer, Real, Numeric, Bit, Date, Time, Timestamp, Binary, Text };
-
-ValueKind KindOf(int32_t adoType) {
-    switch (adoType) {
-    case ado::adSmallInt:
-    case ado::adInteger:
-    case ado::adTinyInt:
-    case ado::adUnsignedTinyInt:
-    case 18:
-    case 19:
-    case ado::adBigInt:
-    case 21:
-        return ValueKind::Integer;
-    case ado::adSingle:
-    case ado::adDouble:
-    case ado::adCurrency:
-        return ValueKind::Real;
-    case ado::adDecimal:
-    case ado::adNumeric:
-    case 139:
-        return ValueKind::Numeric;
-    case ado::adBoolean:
-        return ValueKind::Bit;
-    case ado::adDBDate:
-        return ValueKind::Date;
-    case ado::adDBTime:
-        return ValueKind::Time;
-    case ado::adDate:
-    case ado::adDBTimeStamp:
-        return ValueKind::Timestamp;
-    case ado::adBinary:
-    case ado::adVarBinary:
-    case ado::adLongVarBinary:
-        return ValueKind::Binary;
-    default:
-        return ValueKind::Text;
-    }
-}
-
-QTime ParseTime(const QString& s) {
-    // Fractions of a second may have up to seven digits; milliseconds are what we keep.
-    static const QRegularExpression re(QStringLiteral("^(\\d{2}):(\\d{2}):(\\d{2})(?:\\.(\\d{1,7}))?$"));
-    const QRegularExpressionMatch m = re.match(s);
-    if (!m.hasMatch())
-        return QTime();
-    const int ms = m.captured(4).isEmpty() ? 0 : (m.captured(4) + QStringLiteral("00")).left(3).toInt();
-    return QTime(m.captured(1).toInt(), m.captured(2).toInt(), m.captured(3).toInt(), ms);
-}
-
-// The field's text as a value of the column; an invalid QVariant when the text is not one.
-QVariant FieldValue(const QString& s, ValueKind kind) {
-    const bool nulChar = s.size() == 1 && s.at(0).unicode() == 0;
-    if (s.isEmpty())
-        return NullVariant();
-    if (kind == ValueKind::Text)
-        return nulChar ? QVariant(QStringLiteral("")) : QVariant(s);
-    if (nulChar)
-        return NullVariant();
-    const QLocale c = QLocale::c();
-    bool ok = false;
-    switch (kind) {
-    case ValueKind::Integer: {
-        const qlonglong n = c.toLongLong(s.trimmed(), &ok);
-        return ok ? QVariant(n) : QVariant();
-    }
-    case ValueKind::Real: {
-        const double d = c.toDouble(s.trimmed(), &ok);
-        return ok ? QVariant(d) : QVariant();
-    }
-    case ValueKind::Numeric:
-        c.toDouble(s.trimmed(), &ok);
-        return ok ? QVariant(s.trimmed()) : QVariant();
-    case ValueKind::Bit: {
-        const QString t = s.trimmed().toLower();
-        if (t == QLatin1String("1") || t == QLatin1String("true"))
-            return QVariant(true);
-        if (t == QLatin1String("0") || t == QLatin1String("false"))
-            return QVariant(false);
-        return QVariant();
-    }
-    case ValueKind::Date: {
-        const QDate d = QDate::fromString(s.trimmed().left(10), QStringLiteral("yyyy-MM-dd"));
-        return d.isValid() ? QVariant(d) : QVariant();
-    }
-    case ValueKind::Time: {
-        const QTime t = ParseTime(s.trimmed());
-        return t.isValid() ? QVariant(t) : QVariant();
-    }
-    case ValueKind::Timestamp: {
-        const QString t = s.trimmed();
-        const QDate d = QDate::fromString(t.left(10), QStringLiteral("yyyy-MM-dd"));
-        const QTime time = t.size() > 11 ? ParseTime(t.mid(11)) : QTime(0, 0);
-        return d.isValid() && time.isValid() ? QVariant(QDateTime(d, time)) : QVariant();
-    }
-    case ValueKind::Binary: {
-        const QString t = s.trimmed();
-        static const QRegularExpression hex(QStringLiteral("^(?:0[xX])?([0-9A-Fa-f]{2})*$"));
-        if (!hex.match(t).hasMatch())
-            return QVariant();
-        const QString digits = t.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? t.mid(2) : t;
-        return QVariant(QByteArray::fromHex(digits.toLatin1()));
-    }
-    case ValueKind::Text:
-        break;
-    }
-    return QVariant(s);
-}
-
 bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connection) {
     QFile formatFile(job.FormatFile);
     if (!formatFile.open(QIODevice::ReadOnly)) {
@@ -262,8 +150,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
     }
     std::vector<QString> terminators;
     std::vector<BulkInsertColumn> columns;
-    std::vector<int> hostField; // per target column, the field of the file it takes
-    std::vector<ValueKind> kinds;
+    std::vector<size_t> hostField; // per target column, the field of the file it takes
+    std::vector<BulkValueKind> kinds;
     for (size_t i = 0; i < format->Fields.size(); ++i) {
         const BulkFormatField& f = format->Fields[i];
         terminators.push_back(*TerminatorCharacters(f.Terminator));
@@ -275,48 +163,58 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
         }
         const CatalogColumn& target = catalog[static_cast<size_t>(f.ServerOrder - 1)];
         columns.push_back({target.Name, target.Type, target.DefinedSize});
-        hostField.push_back(static_cast<int>(i));
-        kinds.push_back(KindOf(target.Type));
+        hostField.push_back(i);
+        kinds.push_back(BulkValueKindOf(target.Type));
     }
-    const std::vector<QStringList> rows =
-        SplitBulkData(DecodeBulkData(dataFile.readAll()), terminators, &why);
+    const QString data = DecodeBulkData(dataFile.readAll());
+    dataFile.close();
+    const std::vector<QStringView> fields = SplitBulkData(data, terminators, &why);
+    const size_t width = terminators.size();
+    const size_t rowCount = fields.size() / width;
+    auto rowText = [&](size_t r) {
+        QString text;
+        for (size_t f = 0; f < width; ++f) {
+            if (f > 0)
+                text += QLatin1Char('\t');
+            text += fields[r * width + f];
+        }
+        return text;
+    };
     report.line(QStringLiteral("Starting copy..."));
     std::unique_ptr<IBulkInsert> insert = CreateBulkInsert(connection, table, columns);
     int64_t copied = 0;
     std::vector<Row> batch;
-    std::vector<int64_t> batchRows; // the file's row number of each row of the batch
+    std::vector<size_t> batchRows; // the file's row (from 0) of each row of the batch
     auto flush = [&] {
         if (batch.empty())
             return;
         const std::vector<BulkRowError> refused = insert->InsertBatch(batch);
         copied += static_cast<int64_t>(batch.size() - refused.size());
         for (const BulkRowError& e : refused) {
-            const int64_t fileRow = batchRows[static_cast<size_t>(e.Row)];
-            report.rowError(fileRow, e.Message,
-                            rows[static_cast<size_t>(fileRow - 1)].join(QLatin1Char('\t')));
+            const size_t fileRow = batchRows[static_cast<size_t>(e.Row)];
+            report.rowError(static_cast<int64_t>(fileRow + 1), e.Message, rowText(fileRow));
         }
         batch.clear();
         batchRows.clear();
     };
     try {
-        for (size_t r = 0; r < rows.size(); ++r) {
+        for (size_t r = 0; r < rowCount; ++r) {
             Row values;
             values.reserve(columns.size());
             QString bad;
             for (size_t c = 0; c < columns.size() && bad.isEmpty(); ++c) {
-                const QString& text = rows[r].at(hostField[c]);
-                QVariant v = FieldValue(text, kinds[c]);
+                QVariant v = BulkFieldValue(fields[r * width + hostField[c]], kinds[c]);
                 if (!v.isValid())
                     bad = QStringLiteral("Column %1: Invalid character value for cast specification")
                               .arg(c + 1);
                 values.push_back(std::move(v));
             }
             if (!bad.isEmpty()) {
-                report.rowError(static_cast<int64_t>(r + 1), bad, rows[r].join(QLatin1Char('\t')));
+                report.rowError(static_cast<int64_t>(r + 1), bad, rowText(r));
                 continue;
             }
             batch.push_back(std::move(values));
-            batchRows.push_back(static_cast<int64_t>(r + 1));
+            batchRows.push_back(r);
             if (static_cast<int>(batch.size()) >= kBulkBatchRows)
                 flush();
         }

@@ -5,6 +5,7 @@
 #include <QLocale>
 #include <QRegularExpression>
 #include <QTime>
+#include <QtEndian>
 
 namespace qldb {
 
@@ -281,26 +282,26 @@ QString SafeTerminator(const QString& sBase, const std::vector<QStringList>& row
     }
 }
 
-std::vector<QStringList> SplitBulkData(const QString& sData, const std::vector<QString>& terminators,
+std::vector<QStringView> SplitBulkData(QStringView sData, const std::vector<QString>& terminators,
                                        QString* sError) {
-    std::vector<QStringList> rows;
+    std::vector<QStringView> fields;
     qsizetype pos = 0;
     const qsizetype end = sData.size();
     while (pos < end) {
-        QStringList row;
+        const size_t rowStart = fields.size();
         for (const QString& terminator : terminators) {
             const qsizetype at = sData.indexOf(terminator, pos);
             if (at < 0) {
                 if (sError)
                     *sError = QStringLiteral("Unexpected EOF encountered in BCP data-file");
-                return rows;
+                fields.resize(rowStart);
+                return fields;
             }
-            row << sData.mid(pos, at - pos);
+            fields.push_back(sData.mid(pos, at - pos));
             pos = at + terminator.size();
         }
-        rows.push_back(std::move(row));
     }
-    return rows;
+    return fields;
 }
 
 QByteArray EncodeBulkData(const QString& sText) {
@@ -320,9 +321,7 @@ QString DecodeBulkData(const QByteArray& bytes) {
         start = 2;
     const qsizetype chars = (bytes.size() - start) / 2;
     QString text(chars, Qt::Uninitialized);
-    const auto* p = reinterpret_cast<const unsigned char*>(bytes.constData() + start);
-    for (qsizetype i = 0; i < chars; ++i)
-        text[i] = QChar(static_cast<char16_t>(p[2 * i] | (p[2 * i + 1] << 8)));
+    qFromLittleEndian<char16_t>(bytes.constData() + start, chars, text.data());
     return text;
 }
 

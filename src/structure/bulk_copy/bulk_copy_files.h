@@ -56,9 +56,9 @@ QString BulkFieldText(const QVariant& vValue);
 // rows contains, so the fields of the file can be told apart.
 QString SafeTerminator(const QString& sBase, const std::vector<QStringList>& rows);
 
-// A data file's rows, cut by the format's terminators. A file whose last row ends early reads the
-// rows before it, with the reason in sError.
-std::vector<QStringList> SplitBulkData(const QString& sData, const std::vector<QString>& terminators,
+// A data file's fields, cut by the format's terminators: views into sData, row after row, one per
+// terminator. A file whose last row ends early reads the rows before it, with the reason in sError.
+std::vector<QStringView> SplitBulkData(QStringView sData, const std::vector<QString>& terminators,
                                        QString* sError);
 
 // Data file text with its byte order mark, and back (a mark is optional when reading).
