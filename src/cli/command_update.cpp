@@ -132,7 +132,7 @@ int RunUpdate(const QStringList& args, QTextStream& out, QTextStream& err) {
         out << "-- " << dry->printed() << " statements planned, none sent\n";
     }
     const ql_eVerifyResult result = database.VerifyDatabaseResult();
-    out << '\n' << "Result: " << ResultName(result) << '\n';
+    out << '\n' << (dryRun ? "Result as planned: " : "Result: ") << ResultName(result) << '\n';
     if (run.interrupted())
         err << "qldb: interrupted; the run closed after the object at work\n";
     if (dryRun)
