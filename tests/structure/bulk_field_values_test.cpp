@@ -13,7 +13,7 @@ namespace {
 
 struct FieldCase {
     QStringView Text;
-    BulkValueKind Kind;
+    ValueKind Kind;
     QVariant Expected; // invalid: the text is not a value of the kind
 };
 
@@ -40,48 +40,47 @@ INSTANTIATE_TEST_SUITE_P(
     Kinds, BulkFieldValues,
     ::testing::Values(
         // Empty field and the lone NUL: Null, or the empty text.
-        FieldCase{u"", BulkValueKind::Integer, QVariant::fromValue(nullptr)},
-        FieldCase{QStringView(u"\0", 1), BulkValueKind::Text, QVariant(QString())},
-        FieldCase{u"a\tb", BulkValueKind::Text, "a\tb"},
+        FieldCase{u"", ValueKind::Integer, QVariant::fromValue(nullptr)},
+        FieldCase{QStringView(u"\0", 1), ValueKind::Text, QVariant(QString())},
+        FieldCase{u"a\tb", ValueKind::Text, "a\tb"},
         // Whole numbers: plain, padded, signed, grouped, too long or not numbers.
-        FieldCase{u"-42", BulkValueKind::Integer, qlonglong(-42)},
-        FieldCase{u" 007 ", BulkValueKind::Integer, qlonglong(7)},
-        FieldCase{u"+5", BulkValueKind::Integer, qlonglong(5)},
-        FieldCase{u"1,000", BulkValueKind::Integer, qlonglong(1000)},
-        FieldCase{u"9223372036854775807", BulkValueKind::Integer, qlonglong(9223372036854775807LL)},
-        FieldCase{u"9223372036854775808", BulkValueKind::Integer, kBad},
-        FieldCase{u"12a", BulkValueKind::Integer, kBad}, FieldCase{u"-", BulkValueKind::Integer, kBad},
+        FieldCase{u"-42", ValueKind::Integer, qlonglong(-42)},
+        FieldCase{u" 007 ", ValueKind::Integer, qlonglong(7)},
+        FieldCase{u"+5", ValueKind::Integer, qlonglong(5)},
+        FieldCase{u"1,000", ValueKind::Integer, qlonglong(1000)},
+        FieldCase{u"9223372036854775807", ValueKind::Integer, qlonglong(9223372036854775807LL)},
+        FieldCase{u"9223372036854775808", ValueKind::Integer, kBad},
+        FieldCase{u"12a", ValueKind::Integer, kBad}, FieldCase{u"-", ValueKind::Integer, kBad},
         // Floating numbers: the shortest round-trip forms, exponents, C-locale leniency, garbage.
-        FieldCase{u"0.1", BulkValueKind::Real, 0.1}, FieldCase{u"-1.5e-3", BulkValueKind::Real, -0.0015},
-        FieldCase{u"1E+05", BulkValueKind::Real, 100000.0}, FieldCase{u"1.", BulkValueKind::Real, 1.0},
-        FieldCase{u".5", BulkValueKind::Real, 0.5},
-        FieldCase{u"1.7976931348623157e308", BulkValueKind::Real, 1.7976931348623157e308},
-        FieldCase{u"1e", BulkValueKind::Real, kBad}, FieldCase{u"1.2.3", BulkValueKind::Real, kBad},
+        FieldCase{u"0.1", ValueKind::Real, 0.1}, FieldCase{u"-1.5e-3", ValueKind::Real, -0.0015},
+        FieldCase{u"1E+05", ValueKind::Real, 100000.0}, FieldCase{u"1.", ValueKind::Real, 1.0},
+        FieldCase{u".5", ValueKind::Real, 0.5},
+        FieldCase{u"1.7976931348623157e308", ValueKind::Real, 1.7976931348623157e308},
+        FieldCase{u"1e", ValueKind::Real, kBad}, FieldCase{u"1.2.3", ValueKind::Real, kBad},
         // Decimals keep their text once it reads as a number.
-        FieldCase{u" 12.50 ", BulkValueKind::Numeric, "12.50"},
-        FieldCase{u"12,5x", BulkValueKind::Numeric, kBad}, FieldCase{u"True", BulkValueKind::Bit, true},
-        FieldCase{u"0", BulkValueKind::Bit, false}, FieldCase{u"2", BulkValueKind::Bit, kBad},
+        FieldCase{u" 12.50 ", ValueKind::Numeric, "12.50"}, FieldCase{u"12,5x", ValueKind::Numeric, kBad},
+        FieldCase{u"True", ValueKind::Bit, true}, FieldCase{u"0", ValueKind::Bit, false},
+        FieldCase{u"2", ValueKind::Bit, kBad},
         // Dates: only the first ten characters count; impossible days are refused.
-        FieldCase{u"2024-02-29", BulkValueKind::Date, kDay},
-        FieldCase{u"2024-02-29 10:00:00", BulkValueKind::Date, kDay},
-        FieldCase{u"2023-02-29", BulkValueKind::Date, kBad},
-        FieldCase{u"2024-2-29", BulkValueKind::Date, kBad},
-        FieldCase{u"2024/02/29", BulkValueKind::Date, kBad},
+        FieldCase{u"2024-02-29", ValueKind::Date, kDay},
+        FieldCase{u"2024-02-29 10:00:00", ValueKind::Date, kDay},
+        FieldCase{u"2023-02-29", ValueKind::Date, kBad}, FieldCase{u"2024-2-29", ValueKind::Date, kBad},
+        FieldCase{u"2024/02/29", ValueKind::Date, kBad},
         // Times: up to seven digits of fraction, milliseconds kept.
-        FieldCase{u"23:59:58.1234567", BulkValueKind::Time, QTime(23, 59, 58, 123)},
-        FieldCase{u"01:02:03.5", BulkValueKind::Time, QTime(1, 2, 3, 500)},
-        FieldCase{u"01:02:03.12345678", BulkValueKind::Time, kBad},
-        FieldCase{u"24:00:00", BulkValueKind::Time, kBad}, FieldCase{u"1:02:03", BulkValueKind::Time, kBad},
+        FieldCase{u"23:59:58.1234567", ValueKind::Time, QTime(23, 59, 58, 123)},
+        FieldCase{u"01:02:03.5", ValueKind::Time, QTime(1, 2, 3, 500)},
+        FieldCase{u"01:02:03.12345678", ValueKind::Time, kBad}, FieldCase{u"24:00:00", ValueKind::Time, kBad},
+        FieldCase{u"1:02:03", ValueKind::Time, kBad},
         // Timestamps: the wall-clock fields as written, a date alone at midnight.
-        FieldCase{u"2024-02-29 13:45:00.250", BulkValueKind::Timestamp,
+        FieldCase{u"2024-02-29 13:45:00.250", ValueKind::Timestamp,
                   QDateTime(kDay, QTime(13, 45, 0, 250), Qt::UTC)},
-        FieldCase{u"2024-02-29", BulkValueKind::Timestamp, QDateTime(kDay, QTime(0, 0), Qt::UTC)},
-        FieldCase{u"2024-02-29 25:00:00", BulkValueKind::Timestamp, kBad},
+        FieldCase{u"2024-02-29", ValueKind::Timestamp, QDateTime(kDay, QTime(0, 0), Qt::UTC)},
+        FieldCase{u"2024-02-29 25:00:00", ValueKind::Timestamp, kBad},
         // Binary: pairs of hexadecimal digits, with or without the prefix.
-        FieldCase{u"0xDEADbeef", BulkValueKind::Binary, QByteArray("\xDE\xAD\xBE\xEF")},
-        FieldCase{u"00ff", BulkValueKind::Binary, QByteArray("\x00\xFF", 2)},
-        FieldCase{u"0x", BulkValueKind::Binary, QByteArray()}, FieldCase{u"ABC", BulkValueKind::Binary, kBad},
-        FieldCase{u"0xZZ", BulkValueKind::Binary, kBad}));
+        FieldCase{u"0xDEADbeef", ValueKind::Binary, QByteArray("\xDE\xAD\xBE\xEF")},
+        FieldCase{u"00ff", ValueKind::Binary, QByteArray("\x00\xFF", 2)},
+        FieldCase{u"0x", ValueKind::Binary, QByteArray()}, FieldCase{u"ABC", ValueKind::Binary, kBad},
+        FieldCase{u"0xZZ", ValueKind::Binary, kBad}));
 
 TEST(BulkDataFile, FieldsAreCutByTheFormatsTerminatorsAndAShortRowIsLeftOut) {
     const QString data = DecodeBulkData(EncodeBulkData(QStringLiteral("1~\tà\n2~\t\n3")));

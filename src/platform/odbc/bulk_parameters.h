@@ -3,16 +3,14 @@
 // one width, with a length indicator per slot. Internal to the data access layer.
 #include "platform/odbc/odbc_handle.h"
 #include "platform/odbc/recordset.h"
+#include "platform/odbc/value_kind.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace qldb {
 
-// How a column's values are bound: the C form they take in the slots.
-enum class BindKind { Int64, Double, Numeric, Bit, Date, Time, Timestamp, Binary, Text };
-
-BindKind BindKindOf(int32_t adoType);
+// A column's values are bound in the C form of their kind (value_kind.h).
 
 // The binding of one column: C and SQL types, column size and digits, and the bytes of a slot.
 struct ParameterLayout {
@@ -25,10 +23,10 @@ struct ParameterLayout {
 
 // The layout that holds every value of column col of the rows (the widest text or binary value
 // sets the width of a slot).
-ParameterLayout LayoutFor(BindKind kind, const std::vector<Row>& rows, size_t col);
+ParameterLayout LayoutFor(ValueKind kind, const std::vector<Row>& rows, size_t col);
 
 // Writes the value into a slot of the column's layout and sets its indicator; a null or invalid
 // value becomes SQL_NULL_DATA.
-void PutParameter(BindKind kind, const QVariant& vValue, char* slot, SQLLEN& indicator);
+void PutParameter(ValueKind kind, const QVariant& vValue, char* slot, SQLLEN& indicator);
 
 } // namespace qldb

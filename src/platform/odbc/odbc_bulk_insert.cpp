@@ -43,7 +43,7 @@ QString InsertText(const QString& sTable, const std::vector<BulkInsertColumn>& c
 // column; each execution copies the next rows of the batch into the slots.
 class MultiRowInsert {
 public:
-    MultiRowInsert(SQLHDBC dbc, const QString& sSql, const std::vector<BindKind>& kinds,
+    MultiRowInsert(SQLHDBC dbc, const QString& sSql, const std::vector<ValueKind>& kinds,
                    const std::vector<ParameterLayout>& layouts, size_t rows)
         : m_kinds(kinds), m_layouts(layouts), m_rows(rows), m_site{kSource, sSql, nullptr} {
         SQLHANDLE raw = SQL_NULL_HANDLE;
@@ -88,7 +88,7 @@ public:
 private:
     char* slot(size_t c, size_t r) { return m_data[c].data() + r * static_cast<size_t>(m_layouts[c].Width); }
 
-    const std::vector<BindKind>& m_kinds;
+    const std::vector<ValueKind>& m_kinds;
     const std::vector<ParameterLayout>& m_layouts;
     size_t m_rows;
     OdbcCallSite m_site;
@@ -102,7 +102,7 @@ public:
     OdbcBulkInsert(OdbcConnection& connection, const QString& sTable, std::vector<BulkInsertColumn> columns)
         : m_connection(connection), m_table(sTable), m_columns(std::move(columns)) {
         for (const BulkInsertColumn& c : m_columns)
-            m_kinds.push_back(BindKindOf(c.Type));
+            m_kinds.push_back(ValueKindOf(c.Type));
         const size_t perRow = std::max<size_t>(1, m_columns.size());
         m_rowsPerExecution = std::clamp<size_t>(kParametersPerExecution / perRow, 1, kRowsPerExecution);
     }
@@ -173,7 +173,7 @@ private:
     OdbcConnection& m_connection;
     QString m_table;
     std::vector<BulkInsertColumn> m_columns;
-    std::vector<BindKind> m_kinds;
+    std::vector<ValueKind> m_kinds;
     std::vector<ParameterLayout> m_layouts; // of the batch being inserted
     size_t m_rowsPerExecution = 1;
 };

@@ -151,7 +151,7 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
     std::vector<QString> terminators;
     std::vector<BulkInsertColumn> columns;
     std::vector<size_t> hostField; // per target column, the field of the file it takes
-    std::vector<BulkValueKind> kinds;
+    std::vector<ValueKind> kinds;
     for (size_t i = 0; i < format->Fields.size(); ++i) {
         const BulkFormatField& f = format->Fields[i];
         terminators.push_back(*TerminatorCharacters(f.Terminator));
@@ -164,7 +164,7 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
         const CatalogColumn& target = catalog[static_cast<size_t>(f.ServerOrder - 1)];
         columns.push_back({target.Name, target.Type, target.DefinedSize});
         hostField.push_back(i);
-        kinds.push_back(BulkValueKindOf(target.Type));
+        kinds.push_back(ValueKindOf(target.Type));
     }
     const QString data = DecodeBulkData(dataFile.readAll());
     dataFile.close();

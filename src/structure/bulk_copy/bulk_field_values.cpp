@@ -127,54 +127,17 @@ bool IsHexDigit(QChar c) {
 
 } // namespace
 
-BulkValueKind BulkValueKindOf(int32_t adoType) {
-    switch (adoType) {
-    case ado::adSmallInt:
-    case ado::adInteger:
-    case ado::adTinyInt:
-    case ado::adUnsignedTinyInt:
-    case 18: // unsigned small, unsigned, unsigned big integers
-    case 19:
-    case ado::adBigInt:
-    case 21:
-        return BulkValueKind::Integer;
-    case ado::adSingle:
-    case ado::adDouble:
-    case ado::adCurrency:
-        return BulkValueKind::Real;
-    case ado::adDecimal:
-    case ado::adNumeric:
-    case 139: // variable numeric
-        return BulkValueKind::Numeric;
-    case ado::adBoolean:
-        return BulkValueKind::Bit;
-    case ado::adDBDate:
-        return BulkValueKind::Date;
-    case ado::adDBTime:
-        return BulkValueKind::Time;
-    case ado::adDate:
-    case ado::adDBTimeStamp:
-        return BulkValueKind::Timestamp;
-    case ado::adBinary:
-    case ado::adVarBinary:
-    case ado::adLongVarBinary:
-        return BulkValueKind::Binary;
-    default:
-        return BulkValueKind::Text;
-    }
-}
-
-QVariant BulkFieldValue(QStringView s, BulkValueKind kind) {
+QVariant BulkFieldValue(QStringView s, ValueKind kind) {
     const bool nulChar = s.size() == 1 && s[0].unicode() == 0;
     if (s.isEmpty())
         return NullVariant();
-    if (kind == BulkValueKind::Text)
+    if (kind == ValueKind::Text)
         return nulChar ? QVariant(QStringLiteral("")) : QVariant(s.toString());
     if (nulChar)
         return NullVariant();
     const QStringView t = s.trimmed();
     switch (kind) {
-    case BulkValueKind::Integer: {
+    case ValueKind::Integer: {
         qlonglong n = 0;
         if (PlainInteger(t, &n))
             return QVariant(n);
@@ -182,34 +145,34 @@ QVariant BulkFieldValue(QStringView s, BulkValueKind kind) {
         n = QLocale::c().toLongLong(t, &ok);
         return ok ? QVariant(n) : QVariant();
     }
-    case BulkValueKind::Real: {
+    case ValueKind::Real: {
         const std::optional<double> d = RealValue(t);
         return d ? QVariant(*d) : QVariant();
     }
-    case BulkValueKind::Numeric:
+    case ValueKind::Numeric:
         return RealValue(t) ? QVariant(t.toString()) : QVariant();
-    case BulkValueKind::Bit:
+    case ValueKind::Bit:
         if (t == u"1" || t.compare(u"true", Qt::CaseInsensitive) == 0)
             return QVariant(true);
         if (t == u"0" || t.compare(u"false", Qt::CaseInsensitive) == 0)
             return QVariant(false);
         return QVariant();
-    case BulkValueKind::Date: {
+    case ValueKind::Date: {
         const QDate d = DateValue(t);
         return d.isValid() ? QVariant(d) : QVariant();
     }
-    case BulkValueKind::Time: {
+    case ValueKind::Time: {
         const QTime time = TimeValue(t);
         return time.isValid() ? QVariant(time) : QVariant();
     }
-    case BulkValueKind::Timestamp: {
+    case ValueKind::Timestamp: {
         const QDate d = DateValue(t);
         const QTime time = t.size() > 11 ? TimeValue(t.mid(11)) : QTime(0, 0);
         // In UTC the fields stay as written: local time would cost a time zone lookup per value and
         // move a time that falls in a daylight saving gap.
         return d.isValid() && time.isValid() ? QVariant(QDateTime(d, time, Qt::UTC)) : QVariant();
     }
-    case BulkValueKind::Binary: {
+    case ValueKind::Binary: {
         const QStringView digits = t.startsWith(u"0x", Qt::CaseInsensitive) ? t.mid(2) : t;
         if (digits.size() % 2 != 0)
             return QVariant();
@@ -225,7 +188,7 @@ QVariant BulkFieldValue(QStringView s, BulkValueKind kind) {
         }
         return QVariant(bytes);
     }
-    case BulkValueKind::Text:
+    case ValueKind::Text:
         break;
     }
     return QVariant(s.toString());
