@@ -27,6 +27,20 @@ bool IsSystemDatabase(const QString& sName) {
            sName == QLatin1String("model") || sName == QLatin1String("tempdb");
 }
 
+// The job of a backup or a restore on the server: the job, its one T-SQL step and its server, in
+// that order, each stopping the chain when it fails and leaving what was done in place. A restore
+// step names no database: the job must not hold the database it restores.
+bool AddJobWithStep(qlMsSqlSystem& sys, const backup::JobDefinition& job, const QString& sOwner,
+                    const QString& sServer, const QString& sStepDatabase) {
+    return sys.AddJob(job.JobName, ql_eMsSqlJobStatus::eMsSqlEnabled, job.Description, sOwner,
+                      ql_eMsSqlCategoryValues::eMsSqlDatabaseMaintenance, false) &&
+           sys.AddJobStep(job.JobName, job.Statement, job.StepName, ql_eMsSqlSubSystemValues::eMsSqlTSQL,
+                          sServer, sStepDatabase,
+                          ql_eMsSqlOnSuccessAction::eMsSqlEsecuzionePassaggioSuccessivo,
+                          backup::kRetryAttempts, backup::kRetryInterval, backup::OutputFilePath()) &&
+           sys.AddJobServer(job.JobName, sServer);
+}
+
 } // namespace
 
 QString DatabaseList::SelectedText() const {
@@ -96,14 +110,7 @@ bool BackupWizardLogic::ExecuteImmediateBackup() {
         tmrParseInterval = full ? 2000 : 500;
         const backup::JobDefinition job =
             full ? backup::FullBackupJob(db, Now()) : backup::DifferentialBackupJob(db, Now());
-        if (!sys->AddJob(job.JobName, ql_eMsSqlJobStatus::eMsSqlEnabled, job.Description, owner,
-                         ql_eMsSqlCategoryValues::eMsSqlDatabaseMaintenance, false))
-            return;
-        if (!sys->AddJobStep(job.JobName, job.Statement, job.StepName, ql_eMsSqlSubSystemValues::eMsSqlTSQL,
-                             server, db, ql_eMsSqlOnSuccessAction::eMsSqlEsecuzionePassaggioSuccessivo,
-                             backup::kRetryAttempts, backup::kRetryInterval, backup::OutputFilePath()))
-            return;
-        if (!sys->AddJobServer(job.JobName, server))
+        if (!AddJobWithStep(*sys, job, owner, server, db))
             return;
         if (!sys->StartJob(job.JobName, false).toBool())
             return;
@@ -129,14 +136,7 @@ bool BackupWizardLogic::ProgrammingBackup() {
         const QString db = lstDatabase.SelectedText();
         const backup::JobDefinition job =
             optBackupTypes == 1 ? backup::FullBackupJob(db, Now()) : backup::DifferentialBackupJob(db, Now());
-        if (!sys->AddJob(job.JobName, ql_eMsSqlJobStatus::eMsSqlEnabled, job.Description, owner,
-                         ql_eMsSqlCategoryValues::eMsSqlDatabaseMaintenance, false))
-            return;
-        if (!sys->AddJobStep(job.JobName, job.Statement, job.StepName, ql_eMsSqlSubSystemValues::eMsSqlTSQL,
-                             server, db, ql_eMsSqlOnSuccessAction::eMsSqlEsecuzionePassaggioSuccessivo,
-                             backup::kRetryAttempts, backup::kRetryInterval, backup::OutputFilePath()))
-            return;
-        if (!sys->AddJobServer(job.JobName, server))
+        if (!AddJobWithStep(*sys, job, owner, server, db))
             return;
         if (!sys->AddJobSchedule(job.JobName, backup::kScheduleName, s.lFreqType, s.lFreqInterval,
                                  s.lFreqRelInterval, s.lRecurrenceFactor, s.lActiveStartDate,
@@ -197,15 +197,7 @@ bool BackupWizardLogic::RunRestoreJob(const QString& sRoutine, const backup::Job
         const QString server = Connection->Server();
         if (!sSingleUser.isEmpty() && !sys->DisconnectUser(sSingleUser))
             return;
-        if (!sys->AddJob(job.JobName, ql_eMsSqlJobStatus::eMsSqlEnabled, job.Description, Connection->User(),
-                         ql_eMsSqlCategoryValues::eMsSqlDatabaseMaintenance, false))
-            return;
-        // No database for the step: the job must not hold the database it restores.
-        if (!sys->AddJobStep(job.JobName, job.Statement, job.StepName, ql_eMsSqlSubSystemValues::eMsSqlTSQL,
-                             server, QString(), ql_eMsSqlOnSuccessAction::eMsSqlEsecuzionePassaggioSuccessivo,
-                             backup::kRetryAttempts, backup::kRetryInterval, backup::OutputFilePath()))
-            return;
-        if (!sys->AddJobServer(job.JobName, server))
+        if (!AddJobWithStep(*sys, job, Connection->User(), server, QString()))
             return;
         if (!sys->StartJob(job.JobName, false).toBool())
             return;
