@@ -167,7 +167,7 @@ int RunExport(const QStringList& args, QTextStream& out, QTextStream& err) {
         try {
             workbook->Save(parser.value(QStringLiteral("workbook")));
         } catch (const qlException& e) {
-            err << "qldb: cannot write the workbook: " << e.description() << '\n';
+            err << "qldb: cannot write the workbook: " << OneLine(e.description()) << '\n';
             return kExitFailure;
         }
     }

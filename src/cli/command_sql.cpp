@@ -70,7 +70,7 @@ int RunSql(const QStringList& args, QTextStream& out, QTextStream& err) {
     try {
         connection->OpenConnection();
     } catch (const qlException& e) {
-        err << "qldb: cannot open the connection: " << e.description() << '\n';
+        err << "qldb: cannot open the connection: " << OneLine(e.description()) << '\n';
         return kExitFailure;
     }
 
@@ -82,7 +82,8 @@ int RunSql(const QStringList& args, QTextStream& out, QTextStream& err) {
             auto recordset = connection->ExecuteWC(statement, ado::adLockReadOnly, &bError, &sErrDescription);
             if (bError || !recordset) {
                 err << "qldb: statement failed: "
-                    << (sErrDescription.isEmpty() ? errors->LastDescription() : sErrDescription) << '\n';
+                    << OneLine(sErrDescription.isEmpty() ? errors->LastDescription() : sErrDescription)
+                    << '\n';
                 ++failures;
             } else if (recordset->State() == ado::adStateOpen) {
                 cli::PrintTable(*recordset, out);
@@ -90,7 +91,7 @@ int RunSql(const QStringList& args, QTextStream& out, QTextStream& err) {
                 out << "OK\n";
             }
         } catch (const qlException& e) {
-            err << "qldb: " << e.record().Source << ": " << e.description() << '\n';
+            err << "qldb: " << e.record().Source << ": " << OneLine(e.description()) << '\n';
             ++failures;
         }
         out.flush();

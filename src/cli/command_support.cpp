@@ -6,8 +6,12 @@
 
 namespace qldb::cli {
 
+QString OneLine(const QString& sMessage) {
+    return sMessage.simplified();
+}
+
 int32_t ConsoleErrorService::decide(const ReportedError& report) {
-    m_err << "qldb: " << report.Class << '.' << report.Routine << ": " << report.Error.Description.trimmed()
+    m_err << "qldb: " << report.Class << '.' << report.Routine << ": " << OneLine(report.Error.Description)
           << '\n';
     m_err.flush();
     return HeadlessErrorService::decide(report);
@@ -54,7 +58,7 @@ bool Session::Open(const QCommandLineParser& parser) {
     try {
         m_connection->OpenConnection();
     } catch (const qlException& e) {
-        m_err << "qldb: cannot open the connection: " << e.description().trimmed() << '\n';
+        m_err << "qldb: cannot open the connection: " << OneLine(e.description()) << '\n';
         return false;
     }
     if (m_connection->State() == 0) {

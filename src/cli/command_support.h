@@ -18,6 +18,10 @@ inline constexpr int kExitFailure = 1;
 // verify: the database differs from the structure file.
 inline constexpr int kExitDrift = 2;
 
+// A driver's message as one line: its line breaks and the indentation after them become one blank,
+// so that every reason qldb prints is a single line a pipeline can read.
+QString OneLine(const QString& sMessage);
+
 // Reports of the library's routines as one line each on standard error; every report is answered
 // "leave the routine", as nobody is there to choose Retry or Ignore.
 class ConsoleErrorService : public HeadlessErrorService {

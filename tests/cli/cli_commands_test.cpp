@@ -1,66 +1,44 @@
-// qldb's structure commands run as separate processes on the SQLite demo database, with their
-// output, JSON and exit status checked as a pipeline would read them.
+// qldb's structure commands run as separate processes on the SQLite demo database and on a
+// PostgreSQL database, with their output, JSON and exit status checked as a pipeline would read them.
+#include "qldb_process.h"
+
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
+#include <QRegularExpression>
 
+namespace qldb::test {
 namespace {
 
-struct Outcome {
-    int Exit = -1;
-    QString Out;
-    QString Err;
-};
-
-class QldbCommands : public ::testing::Test {
+class QldbCommands : public QldbProcessTest {
 protected:
-    void SetUp() override { ASSERT_TRUE(m_dir.isValid()); }
-
-    Outcome qldb(const QStringList& args) const {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("QLDB_DATA_ROOT"), m_dir.path());
-        process.setProcessEnvironment(env);
-        process.setWorkingDirectory(m_dir.path());
-        process.start(QStringLiteral(QLDB_PROGRAM), args);
-        EXPECT_TRUE(process.waitForFinished(60000)) << args.join(' ').toStdString();
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
-    }
-    void sql(const QStringList& statements) const {
-        const Outcome o = qldb(QStringList{QStringLiteral("sql")} + statements);
-        ASSERT_EQ(o.Exit, 0) << o.Err.toStdString();
-    }
-    QString file(const char* name) const { return m_dir.filePath(QString::fromLatin1(name)); }
-    // A managed demo database: the version registry and one table, written to a structure file.
+    // A managed database: the version registry and one table, written to a structure file.
     void managedDatabase() {
-        sql({"CREATE TABLE SYS_DBS (ID INTEGER PRIMARY KEY, SYS_DATABASE NVARCHAR(10), SYS_VERSION "
-             "NVARCHAR(20), "
-             "SYS_CREATION BIT, SYS_COMPLETED BIT, SYS_DATE DATETIME, SYS_DCC NVARCHAR(50))",
-             "CREATE TABLE ITEMS (ID INTEGER NOT NULL, NAME VARCHAR(40) NOT NULL, PRICE FLOAT)"});
+        sql(managedTables());
         const Outcome exported = qldb({"export", "--output", file("s.xml"), "--version", "1.0.1"});
         ASSERT_EQ(exported.Exit, 0) << exported.Err.toStdString();
         ASSERT_TRUE(exported.Out.startsWith(QStringLiteral("Wrote "))) << exported.Out.toStdString();
     }
-
-    QTemporaryDir m_dir;
 };
+
+// PostgreSQL folds unquoted names to lower case: names are matched without regard to case.
+QRegularExpression Pattern(const QString& text) {
+    return QRegularExpression(text, QRegularExpression::CaseInsensitiveOption);
+}
 
 QJsonObject ObjectNamed(const QJsonObject& report, const QString& name) {
     for (const QJsonValue& v : report.value(QStringLiteral("objects")).toArray())
-        if (v.toObject().value(QStringLiteral("name")).toString() == name)
+        if (v.toObject().value(QStringLiteral("name")).toString().compare(name, Qt::CaseInsensitive) == 0)
             return v.toObject();
     return {};
 }
 
-TEST_F(QldbCommands, VerifyTellsACleanDatabaseFromADriftedOne) {
+TEST_P(QldbCommands, VerifyTellsACleanDatabaseFromADriftedOne) {
     managedDatabase();
     const Outcome clean = qldb({"verify", "--structure", file("s.xml")});
     EXPECT_EQ(clean.Exit, 0) << clean.Out.toStdString() << clean.Err.toStdString();
-    EXPECT_TRUE(clean.Out.contains(QRegularExpression(QStringLiteral("table\\s+ITEMS\\s+up to date"))));
+    EXPECT_TRUE(clean.Out.contains(Pattern(QStringLiteral("table\\s+ITEMS\\s+up to date"))));
 
     sql({"ALTER TABLE ITEMS DROP COLUMN PRICE", "CREATE TABLE NOTES (ID INTEGER)"});
     const Outcome drift = qldb({"verify", "--structure", file("s.xml"), "--json"});
@@ -74,19 +52,19 @@ TEST_F(QldbCommands, VerifyTellsACleanDatabaseFromADriftedOne) {
     EXPECT_EQ(items.value(QStringLiteral("kind")).toString(), QStringLiteral("table"));
     EXPECT_EQ(items.value(QStringLiteral("status")).toInt(), 1);
     const QJsonObject difference = items.value(QStringLiteral("differences")).toArray().at(0).toObject();
-    EXPECT_EQ(difference.value(QStringLiteral("element")).toString(), QStringLiteral("PRICE"));
+    EXPECT_EQ(difference.value(QStringLiteral("element")).toString().toUpper(), QStringLiteral("PRICE"));
     EXPECT_EQ(difference.value(QStringLiteral("status")).toString(), QStringLiteral("New Field"));
     EXPECT_EQ(ObjectNamed(report, QStringLiteral("NOTES")).value(QStringLiteral("statusText")).toString(),
               QStringLiteral("user object"));
 }
 
-TEST_F(QldbCommands, DryRunPrintsThePlanAndSendsNothing) {
+TEST_P(QldbCommands, DryRunPrintsThePlanAndSendsNothing) {
     managedDatabase();
     sql({"ALTER TABLE ITEMS DROP COLUMN PRICE"});
     const Outcome plan = qldb({"update", "--structure", file("s.xml"), "--only", "items", "--dry-run"});
     EXPECT_EQ(plan.Exit, 0) << plan.Err.toStdString();
     EXPECT_TRUE(plan.Out.contains(QStringLiteral("planned against the database as it is now")));
-    EXPECT_TRUE(plan.Out.contains(QRegularExpression(QStringLiteral("ALTER TABLE ITEMS\\s+ADD\\s+PRICE"))))
+    EXPECT_TRUE(plan.Out.contains(Pattern(QStringLiteral("ALTER TABLE ITEMS\\s+ADD\\s+PRICE"))))
         << plan.Out.toStdString();
     EXPECT_TRUE(plan.Out.contains(QStringLiteral("none sent")));
     // The database is as it was: the column is still missing.
@@ -99,7 +77,41 @@ TEST_F(QldbCommands, DryRunPrintsThePlanAndSendsNothing) {
     EXPECT_EQ(unknown.Err, QStringLiteral("qldb: no object named NOPE in the verification\n"));
 }
 
-TEST_F(QldbCommands, VersionReadsTheRegistryAndTheFile) {
+TEST_P(QldbCommands, UpdateBringsTheDatabaseBackToTheFile) {
+    managedDatabase();
+    // Items of the user's own go only when asked, and then cleanly.
+    sql({"ALTER TABLE ITEMS ADD COLUMN NOTE VARCHAR(80)", "CREATE TABLE NOTES (ID INTEGER)"});
+    const Outcome kept = qldb({"update", "--structure", file("s.xml"), "--all"});
+    EXPECT_EQ(kept.Exit, 0) << kept.Out.toStdString() << kept.Err.toStdString();
+    EXPECT_TRUE(kept.Out.contains(QStringLiteral("evrUpdatedWithoutChange"))) << kept.Out.toStdString();
+    const Outcome dropped = qldb({"update", "--structure", file("s.xml"), "--all", "--delete-fields",
+                                  "--delete-objects", "--log", file("update.log")});
+    EXPECT_EQ(dropped.Exit, 0) << dropped.Out.toStdString() << dropped.Err.toStdString();
+    EXPECT_TRUE(dropped.Out.contains(Pattern(QStringLiteral("DROP COLUMN\\s+NOTE"))))
+        << dropped.Out.toStdString();
+    EXPECT_TRUE(dropped.Out.contains(Pattern(QStringLiteral("DROP TABLE NOTES"))));
+    QFile log(file("update.log"));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(QString::fromUtf8(log.readAll()).contains(QStringLiteral("Database updated correctly!")));
+    const Outcome clean = qldb({"verify", "--structure", file("s.xml"), "--json"});
+    EXPECT_EQ(clean.Exit, 0) << clean.Out.toStdString();
+    EXPECT_FALSE(clean.Out.contains(QStringLiteral("user object")));
+
+    // A missing column comes back. Off SQL Server the library reads no nullability, so the file
+    // says NOT NULL; these servers have no ALTER COLUMN for that last step, which fails, is
+    // logged in the run, and leaves the column in place. (An integer, as the type words the
+    // library writes for an ODBC source are not all PostgreSQL's.)
+    sql({"ALTER TABLE ITEMS DROP COLUMN QTY"});
+    const Outcome added = qldb({"update", "--structure", file("s.xml"), "--only", "ITEMS"});
+    EXPECT_EQ(added.Exit, 1) << added.Out.toStdString();
+    EXPECT_TRUE(added.Out.contains(Pattern(QStringLiteral("ADD\\s+QTY")))) << added.Out.toStdString();
+    EXPECT_TRUE(added.Out.contains(QStringLiteral("(Error Description:")));
+    EXPECT_TRUE(added.Out.contains(QStringLiteral("Result: evrUpdatedWithErrors")));
+    const Outcome after = qldb({"verify", "--structure", file("s.xml")});
+    EXPECT_EQ(after.Exit, 0) << after.Out.toStdString() << after.Err.toStdString();
+}
+
+TEST_P(QldbCommands, VersionReadsTheRegistryAndTheFile) {
     managedDatabase();
     const Outcome none = qldb({"version", "--structure", file("s.xml")});
     EXPECT_EQ(none.Exit, 2) << none.Err.toStdString();
@@ -117,7 +129,7 @@ TEST_F(QldbCommands, VersionReadsTheRegistryAndTheFile) {
     EXPECT_TRUE(reached.Out.contains(QStringLiteral("Check:           up to date")));
 }
 
-TEST_F(QldbCommands, DataGoesOutAndComesBackByRecordsAndByBulkCopy) {
+TEST_P(QldbCommands, DataGoesOutAndComesBackByRecordsAndByBulkCopy) {
     managedDatabase();
     sql({"INSERT INTO ITEMS (ID, NAME, PRICE) VALUES (1, 'Bolt', 0.5), (2, 'Nut ''M6''', NULL)"});
     for (const QString& table : {QStringLiteral("ITEMS=SELECT * FROM ITEMS"), QStringLiteral("ITEMS")}) {
@@ -135,7 +147,7 @@ TEST_F(QldbCommands, DataGoesOutAndComesBackByRecordsAndByBulkCopy) {
     EXPECT_EQ(qldb({"data", "sideways"}).Exit, 1);
 }
 
-TEST_F(QldbCommands, ErrorsAreOneLineAndExitWithOne) {
+TEST_P(QldbCommands, ErrorsAreOneLineAndExitWithOne) {
     managedDatabase();
     QFile bad(file("bad.xml"));
     ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
@@ -147,15 +159,14 @@ TEST_F(QldbCommands, ErrorsAreOneLineAndExitWithOne) {
     } cases[] = {
         {{"verify", "--structure", file("bad.xml")}, "qldb: "},
         {{"verify", "--structure", file("missing.xml")}, "qldb: cannot read "},
-        {{"verify", "--structure", file("s.xml"), "--provider", "SQLServer", "--server", "127.0.0.1,1",
-          "--database", "x", "--user", "sa", "--password", "x"},
+        {QStringList{"verify", "--structure", file("s.xml")} + unreachable(),
          "qldb: cannot open the connection: "},
         {{"verify", "--bogus"}, "qldb: Unknown option 'bogus'."},
         {{"frobnicate"}, "qldb: unknown command"},
         {{"update", "--structure", file("s.xml"), "--mode", "sideways"}, "qldb: unknown mode"},
     };
     for (const auto& c : cases) {
-        const Outcome o = qldb(c.Args);
+        const Outcome o = qldb(c.Args, !c.Args.contains(QStringLiteral("--provider")));
         EXPECT_EQ(o.Exit, 1) << c.Args.join(' ').toStdString();
         EXPECT_TRUE(o.Err.startsWith(QString::fromLatin1(c.Start))) << o.Err.toStdString();
         EXPECT_EQ(o.Err.count(u'\n'), 1) << o.Err.toStdString();
@@ -168,3 +179,7 @@ TEST_F(QldbCommands, ErrorsAreOneLineAndExitWithOne) {
 }
 
 } // namespace
+
+QLDB_INSTANTIATE_CLI_TEST(QldbCommands);
+
+} // namespace qldb::test

@@ -1,0 +1,88 @@
+#include "qldb_process.h"
+
+#include <QCoreApplication>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+
+namespace qldb::test {
+
+namespace {
+
+bool UnderCi() {
+    return qEnvironmentVariable("CI").trimmed().toLower() == QLatin1String("true");
+}
+
+QString WithDatabase(QString sConnection, const QString& sDatabase) {
+    static const QRegularExpression database(QStringLiteral("DATABASE=[^;]*"),
+                                             QRegularExpression::CaseInsensitiveOption);
+    return sConnection.replace(database, QStringLiteral("DATABASE=") + sDatabase);
+}
+
+} // namespace
+
+void QldbProcessTest::SetUp() {
+    ASSERT_TRUE(m_dir.isValid());
+    if (GetParam() == CliDatabase::SQLite)
+        return; // the demo database, created in the test's own data folder on first use
+    m_serverString = qEnvironmentVariable("QLDB_TEST_PG");
+    if (m_serverString.isEmpty()) {
+        if (UnderCi())
+            FAIL() << "QLDB_TEST_PG is not set (CI=true: a missing server is a failure, not a skip)";
+        GTEST_SKIP() << "QLDB_TEST_PG is not set: scripts/services.sh starts the server";
+    }
+    m_serverDatabase = QStringLiteral("qldb_cli_%1_%2")
+                           .arg(QCoreApplication::applicationPid())
+                           .arg(QRandomGenerator::global()->bounded(1000000));
+    const Outcome created = qldb(
+        {"sql", "--provider", "ODBC", "--connstr", m_serverString, "CREATE DATABASE " + m_serverDatabase},
+        false);
+    ASSERT_EQ(created.Exit, 0) << created.Err.toStdString();
+    m_connection = {"--provider", "ODBC", "--connstr", WithDatabase(m_serverString, m_serverDatabase)};
+}
+
+void QldbProcessTest::TearDown() {
+    if (m_serverDatabase.isEmpty())
+        return;
+    const Outcome dropped = qldb({"sql", "--provider", "ODBC", "--connstr", m_serverString,
+                                  "DROP DATABASE IF EXISTS " + m_serverDatabase + " WITH (FORCE)"},
+                                 false);
+    EXPECT_EQ(dropped.Exit, 0) << dropped.Err.toStdString();
+}
+
+Outcome QldbProcessTest::qldb(const QStringList& args, bool bOnDatabase) const {
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QLDB_DATA_ROOT"), m_dir.path());
+    process.setProcessEnvironment(env);
+    process.setWorkingDirectory(m_dir.path());
+    process.start(QStringLiteral(QLDB_PROGRAM), bOnDatabase ? args + m_connection : args);
+    EXPECT_TRUE(process.waitForFinished(120000)) << args.join(' ').toStdString();
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+void QldbProcessTest::sql(const QStringList& statements) const {
+    const Outcome o = qldb(QStringList{QStringLiteral("sql")} + statements);
+    ASSERT_EQ(o.Exit, 0) << o.Err.toStdString();
+}
+
+QStringList QldbProcessTest::unreachable() const {
+    if (GetParam() == CliDatabase::SQLite)
+        return {"--provider", "SQLServer", "--server", "127.0.0.1,1", "--database",
+                "x",          "--user",    "sa",       "--password",  "x"};
+    return {"--provider", "ODBC", "--connstr",
+            "DRIVER={PostgreSQL Unicode};SERVER=127.0.0.1;PORT=1;DATABASE=x;UID=x;PWD=x;"};
+}
+
+QStringList QldbProcessTest::managedTables() const {
+    if (GetParam() == CliDatabase::SQLite)
+        return {
+            "CREATE TABLE SYS_DBS (ID INTEGER PRIMARY KEY, SYS_DATABASE NVARCHAR(10), SYS_VERSION "
+            "NVARCHAR(20), SYS_CREATION BIT, SYS_COMPLETED BIT, SYS_DATE DATETIME, SYS_DCC NVARCHAR(50))",
+            "CREATE TABLE ITEMS (ID INTEGER NOT NULL, NAME VARCHAR(40) NOT NULL, PRICE FLOAT, QTY INTEGER)"};
+    return {"CREATE TABLE SYS_DBS (ID SERIAL PRIMARY KEY, SYS_DATABASE VARCHAR(10), SYS_VERSION VARCHAR(20), "
+            "SYS_CREATION INTEGER, SYS_COMPLETED INTEGER, SYS_DATE TIMESTAMP, SYS_DCC VARCHAR(50))",
+            "CREATE TABLE ITEMS (ID INTEGER NOT NULL, NAME VARCHAR(40) NOT NULL, PRICE FLOAT, QTY INTEGER)"};
+}
+
+} // namespace qldb::test
