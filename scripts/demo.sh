@@ -2,7 +2,8 @@
 # Installs what is missing, builds qldb, and runs it: the connection string it composes for a
 # SQL Server database, a few statements on its own SQLite demo database (created on first use in
 # the user's data folder), and the structure engine on that database: a structure file exported,
-# the database changed, the drift found by verify and the repair planned by a dry run.
+# the database changed, the drift found by verify, the repair planned by a dry run, then made by
+# update, and verify again at 0.
 #
 # It builds in a folder of its own, build-demo/, without tests or benchmarks: the test command's
 # build/ keeps its tests whatever order the two commands run in.
@@ -40,8 +41,15 @@ status=0
 echo "(exit status $status: the database differs from the file)"
 echo "-- the same as JSON, for a pipeline:"
 "$qldb" verify --structure "$work/Demo.xml" --json || true
-echo "-- what an update would send (SQL Server's repair statements; nothing is sent):"
-"$qldb" update --structure "$work/Demo.xml" --dry-run
-echo "-- the version registry against the file:"
-"$qldb" version --structure "$work/Demo.xml" || true
-"$qldb" sql "DROP TABLE DEMO_NOTES" >/dev/null
+echo "-- what an update would send (nothing is sent):"
+"$qldb" update --structure "$work/Demo.xml" --all --delete-objects --dry-run
+echo "-- the update itself: PRICE comes back and, with --delete-objects, the user's table goes:"
+status=0
+"$qldb" update --structure "$work/Demo.xml" --all --delete-objects 2>/dev/null || status=$?
+echo "(exit status $status: the step that makes PRICE NOT NULL needs ALTER COLUMN, which SQLite"
+echo " lacks; it failed and is logged above, and the rest of the run went on)"
+echo "-- verify again:"
+status=0
+"$qldb" verify --structure "$work/Demo.xml" || status=$?
+echo "(exit status $status: the database is in step with the file)"
+"$qldb" sql "DROP TABLE IF EXISTS DEMO_NOTES" >/dev/null
