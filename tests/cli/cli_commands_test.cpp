@@ -18,7 +18,9 @@ protected:
         sql(managedTables());
         const Outcome exported = qldb({"export", "--output", file("s.xml"), "--version", "1.0.1"});
         ASSERT_EQ(exported.Exit, 0) << exported.Err.toStdString();
+        // The database's own two tables, not those of the server's other databases.
         ASSERT_TRUE(exported.Out.startsWith(QStringLiteral("Wrote "))) << exported.Out.toStdString();
+        EXPECT_TRUE(exported.Out.contains(QStringLiteral(": 2 tables,"))) << exported.Out.toStdString();
     }
 };
 

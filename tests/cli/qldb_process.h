@@ -1,7 +1,7 @@
 #pragma once
 // The qldb program run as a separate process on a database of its own, the way a user or a pipeline
 // runs it: the SQLite demo database in a fresh data folder, or a fresh database on the PostgreSQL
-// server that the test script starts (QLDB_TEST_PG).
+// or MariaDB server that the test script starts (QLDB_TEST_PG, QLDB_TEST_MARIADB).
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -9,7 +9,7 @@
 
 namespace qldb::test {
 
-enum class CliDatabase { SQLite, PostgreSQL };
+enum class CliDatabase { SQLite, PostgreSQL, MariaDB };
 
 struct Outcome {
     int Exit = -1;
@@ -38,6 +38,12 @@ protected:
     QStringList managedTables() const;
 
 private:
+    // The server's environment variable, the provider qldb is told, and a statement run on the
+    // server's own database.
+    const char* serverVariable() const;
+    QString provider() const;
+    Outcome onServer(const QString& sStatement) const;
+
     QTemporaryDir m_dir;
     QStringList m_connection; // the options that name the test's database
     QString m_serverString;   // the server's connection string, for the database's creation
@@ -47,9 +53,17 @@ private:
 } // namespace qldb::test
 
 #define QLDB_INSTANTIATE_CLI_TEST(Fixture)                                                                   \
-    INSTANTIATE_TEST_SUITE_P(                                                                                \
-        Databases, Fixture,                                                                                  \
-        ::testing::Values(::qldb::test::CliDatabase::SQLite, ::qldb::test::CliDatabase::PostgreSQL),         \
-        [](const auto& info) {                                                                               \
-            return std::string(info.param == ::qldb::test::CliDatabase::SQLite ? "SQLite" : "PostgreSQL");   \
-        })
+    INSTANTIATE_TEST_SUITE_P(Databases, Fixture,                                                             \
+                             ::testing::Values(::qldb::test::CliDatabase::SQLite,                            \
+                                               ::qldb::test::CliDatabase::PostgreSQL,                        \
+                                               ::qldb::test::CliDatabase::MariaDB),                          \
+                             [](const auto& info) {                                                          \
+                                 switch (info.param) {                                                       \
+                                 case ::qldb::test::CliDatabase::SQLite:                                     \
+                                     return std::string("SQLite");                                           \
+                                 case ::qldb::test::CliDatabase::PostgreSQL:                                 \
+                                     return std::string("PostgreSQL");                                       \
+                                 default:                                                                    \
+                                     return std::string("MariaDB");                                          \
+                                 }                                                                           \
+                             })

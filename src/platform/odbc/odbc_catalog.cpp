@@ -3,6 +3,7 @@
 #include "platform/odbc/odbc_fetch.h"
 #include "platform/tools/conversions.h"
 
+#include <algorithm>
 #include <functional>
 
 namespace qldb {
@@ -47,9 +48,28 @@ QString LiteralPattern(SQLHDBC dbc, const QString& sName) {
     return pattern;
 }
 
-// Rows of the first catalog and schema that answered, so that a table of the same name in another
-// schema does not mix its columns in.
-template <class Visit> void ForFirstOwner(Recordset& rs, Visit&& visit) {
+// The database the connection works in, as the driver names it; empty when it names none.
+QString CurrentCatalog(SQLHDBC dbc) {
+    SQLWCHAR name[256] = {};
+    SQLINTEGER length = 0;
+    if (!SQL_SUCCEEDED(SQLGetConnectAttrW(dbc, SQL_ATTR_CURRENT_CATALOG, name, sizeof name, &length)) ||
+        length <= 0)
+        return QString();
+    return FromSqlWChar(name, std::min<SQLINTEGER>(length, sizeof name - sizeof(SQLWCHAR)) /
+                                  static_cast<SQLINTEGER>(sizeof(SQLWCHAR)));
+}
+
+// Some drivers (MariaDB's) answer a catalog call with the objects of every database on the
+// server: only those of the connection's own database belong to it. A row or a connection that
+// names no catalog is kept.
+bool InCatalog(const QString& sCurrent, const QString& sRowCatalog) {
+    return sCurrent.isEmpty() || sRowCatalog.isEmpty() ||
+           sCurrent.compare(sRowCatalog, Qt::CaseInsensitive) == 0;
+}
+
+// Rows of the first catalog and schema that answered, within the connection's own database, so
+// that a table of the same name in another schema does not mix its columns in.
+template <class Visit> void ForFirstOwner(Recordset& rs, const QString& sCurrentCatalog, Visit&& visit) {
     if (rs.State() == 0)
         return;
     bool first = true;
@@ -57,6 +77,8 @@ template <class Visit> void ForFirstOwner(Recordset& rs, Visit&& visit) {
     for (; !rs.IsEOF(); rs.MoveNext()) {
         const QString c = ToText(rs.Value(kCatalogColumn));
         const QString s = ToText(rs.Value(kSchemaColumn));
+        if (!InCatalog(sCurrentCatalog, c))
+            continue;
         if (first) {
             catalog = c;
             schema = s;
@@ -97,7 +119,7 @@ std::vector<CatalogColumn> ColumnsNamed(SQLHDBC dbc, const QString& sTableName, 
                            SQL_NTS);
     });
     std::vector<CatalogColumn> columns;
-    ForFirstOwner(*rs, [&](Recordset& row) {
+    ForFirstOwner(*rs, CurrentCatalog(dbc), [&](Recordset& row) {
         const auto sqlType = static_cast<SQLSMALLINT>(ToLong(row.Value(kColumnsDataType)));
         const QString typeName = ToText(row.Value(kColumnsTypeName));
         CatalogColumn column;
@@ -123,7 +145,10 @@ std::vector<CatalogTable> ReadOdbcTables(SQLHDBC dbc, const OdbcCallSite& site) 
     std::vector<CatalogTable> tables;
     if (rs->State() == 0)
         return tables;
+    const QString current = CurrentCatalog(dbc);
     for (; !rs->IsEOF(); rs->MoveNext()) {
+        if (!InCatalog(current, ToText(rs->Value(kCatalogColumn))))
+            continue;
         QString type = ToText(rs->Value(kTablesType)).toUpper();
         if (type == QLatin1String("BASE TABLE"))
             type = QStringLiteral("TABLE");
@@ -148,7 +173,7 @@ QStringList ReadOdbcPrimaryKey(SQLHDBC dbc, const QString& sTableName, const Odb
         return SQLPrimaryKeysW(stmt, nullptr, 0, nullptr, 0, ToSqlWChar(name), SQL_NTS);
     });
     std::vector<std::pair<int32_t, QString>> keyed;
-    ForFirstOwner(*rs, [&](Recordset& row) {
+    ForFirstOwner(*rs, CurrentCatalog(dbc), [&](Recordset& row) {
         keyed.emplace_back(ToLong(row.Value(kKeysSequence)), ToText(row.Value(kKeysColumn)));
     });
     std::sort(keyed.begin(), keyed.end());
