@@ -55,14 +55,14 @@ GO
 
 CREATE TABLE SYS_USR (
     USER_CODE nvarchar(20) NOT NULL CONSTRAINT PK_SYS_USR PRIMARY KEY,
-    USER_NAME nvarchar(80) NOT NULL,
+    FULL_NAME nvarchar(80) NOT NULL,
     EMAIL nvarchar(120) NULL,
     IS_ADMIN bit NOT NULL CONSTRAINT DF_SYS_USR_IS_ADMIN DEFAULT (0),
     CREATED_AT datetime NOT NULL CONSTRAINT DF_SYS_USR_CREATED_AT DEFAULT (getdate())
 );
-CREATE INDEX IX_SYS_USR_NAME ON SYS_USR (USER_NAME);
+CREATE INDEX IX_SYS_USR_FULL_NAME ON SYS_USR (FULL_NAME);
 EXEC sp_addextendedproperty N'MS_Description', N'Login code', N'SCHEMA', N'dbo', N'TABLE', N'SYS_USR', N'COLUMN', N'USER_CODE';
-EXEC sp_addextendedproperty N'MS_Description', N'Full name', N'SCHEMA', N'dbo', N'TABLE', N'SYS_USR', N'COLUMN', N'USER_NAME';
+EXEC sp_addextendedproperty N'MS_Description', N'Full name', N'SCHEMA', N'dbo', N'TABLE', N'SYS_USR', N'COLUMN', N'FULL_NAME';
 EXEC sp_addextendedproperty N'MS_Description', N'E-mail address', N'SCHEMA', N'dbo', N'TABLE', N'SYS_USR', N'COLUMN', N'EMAIL';
 EXEC sp_addextendedproperty N'MS_Description', N'Administrator', N'SCHEMA', N'dbo', N'TABLE', N'SYS_USR', N'COLUMN', N'IS_ADMIN';
 EXEC sp_addextendedproperty N'MS_Description', N'Created on', N'SCHEMA', N'dbo', N'TABLE', N'SYS_USR', N'COLUMN', N'CREATED_AT';
@@ -289,7 +289,7 @@ GO
 
 -- Rows ---------------------------------------------------------------------------------------------
 
-INSERT INTO SYS_USR (USER_CODE, USER_NAME, EMAIL, IS_ADMIN)
+INSERT INTO SYS_USR (USER_CODE, FULL_NAME, EMAIL, IS_ADMIN)
 VALUES (N'ADMIN', N'Administrator', N'admin@example.com', 1),
        (N'CLERK', N'Order clerk', N'orders@example.com', 0);
 INSERT INTO SYS_PAR (PAR_CODE, PAR_VALUE, PAR_DESCRIPTION)
