@@ -84,46 +84,17 @@ protected:
         m_file = m_dir.filePath(QStringLiteral("Example.xml"));
         m_workbook = m_dir.filePath(QStringLiteral("Example.xlsx"));
         // The options of examples/make-example.sh: keep them in step.
-        const QStringList args = {"export",
-                                  "--provider",
-                                  "SQLServer",
-                                  "--server",
-                                  server().Server,
-                                  "--database",
-                                  databaseName(),
-                                  "--user",
-                                  server().User,
-                                  "--password",
-                                  server().Password,
-                                  "--output",
-                                  m_file,
-                                  "--version",
-                                  "1.1.0",
-                                  "--database-name",
-                                  "qldb Example",
-                                  "--company",
-                                  "Example Trading",
-                                  "--product",
-                                  "qldb example",
-                                  "--tables",
-                                  "SYS_*",
-                                  "--tables",
-                                  "A01_*",
-                                  "--views",
-                                  "A01_*",
-                                  "--functions",
-                                  "A01_*",
-                                  "--procedures",
-                                  "A01_*",
-                                  "--triggers",
-                                  "--data",
-                                  "A01_UOM=SELECT * FROM A01_UOM",
-                                  "--prefix",
-                                  "A01_",
-                                  "--marker",
-                                  "[#FIRM#]",
-                                  "--workbook",
-                                  m_workbook};
+        // clang-format off
+        const QStringList args = {
+            "export", "--provider", "SQLServer", "--server", server().Server, "--database", databaseName(),
+            "--user", server().User, "--password", server().Password,
+            "--output", m_file, "--version", "1.1.0",
+            "--database-name", "qldb Example", "--company", "Example Trading", "--product", "qldb example",
+            "--tables", "SYS_*", "--tables", "A01_*", "--views", "A01_*", "--functions", "A01_*",
+            "--procedures", "A01_*", "--triggers",
+            "--data", "A01_UOM=SELECT * FROM A01_UOM", "--prefix", "A01_", "--marker", "[#FIRM#]",
+            "--workbook", m_workbook};
+        // clang-format on
         QProcess qldb;
         qldb.start(QStringLiteral(QLDB_PROGRAM), args);
         ASSERT_TRUE(qldb.waitForFinished(300000)) << "qldb export did not finish";
