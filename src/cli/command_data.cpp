@@ -127,8 +127,7 @@ int RunData(const QStringList& args, QTextStream& out, QTextStream& err) {
     if (!session.Open(parser))
         return kExitFailure;
     qlDatabase database;
-    database.setConnection(&session.connection());
-    database.setErrors(session.errors());
+    session.Attach(database);
     database.setPathXML(parser.value(QStringLiteral("path")));
     return action == QLatin1String("export") ? Export(parser, session, database, out, err)
                                              : Import(parser, session, database, out, err);

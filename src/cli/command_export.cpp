@@ -92,8 +92,7 @@ int RunExport(const QStringList& args, QTextStream& out, QTextStream& err) {
         return kExitFailure;
     qlConnection& connection = session.connection();
     qlDatabase database;
-    database.setConnection(&connection);
-    database.setErrors(session.errors());
+    session.Attach(database);
 
     QString prefix = parser.value(QStringLiteral("prefix"));
     const QString marker =

@@ -69,6 +69,11 @@ bool Session::Open(const QCommandLineParser& parser) {
     return true;
 }
 
+void Session::Attach(qlDatabase& database) {
+    database.setConnection(m_connection.get());
+    database.setErrors(m_errors);
+}
+
 bool RequireFile(const QCommandLineParser& parser, const QString& sOption, QString& sPath, QTextStream& err) {
     sPath = parser.value(sOption);
     if (sPath.isEmpty()) {

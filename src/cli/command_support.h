@@ -4,6 +4,7 @@
 #include "cli/console_host_services.h"
 #include "connection/ql_connection.h"
 #include "platform/errors/error_service.h"
+#include "structure/ql_database.h"
 
 #include <QCommandLineParser>
 #include <QStringList>
@@ -50,6 +51,8 @@ public:
     // Applies the connection options and opens; false after a one-line reason on standard error.
     bool Open(const QCommandLineParser& parser);
     qlConnection& connection() { return *m_connection; }
+    // Puts the structure engine on this session's connection, its reports on this session's errors.
+    void Attach(qlDatabase& database);
     std::shared_ptr<ConsoleErrorService> errors() const { return m_errors; }
     // True when the command line named no database and the demo database is used.
     bool isDemo() const { return m_demo; }

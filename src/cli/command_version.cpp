@@ -37,8 +37,7 @@ int RunVersion(const QStringList& args, QTextStream& out, QTextStream& err) {
     if (!session.Open(parser))
         return kExitFailure;
     qlDatabase database;
-    database.setConnection(&session.connection());
-    database.setErrors(session.errors());
+    session.Attach(database);
 
     const QString code = parser.value(QStringLiteral("code"));
     out << "Code:            " << code << '\n';

@@ -48,8 +48,7 @@ void AddStructureOptions(QCommandLineParser& parser) {
 
 EngineRun::EngineRun(Session& session, QTextStream& out, QTextStream& err)
     : m_session(session), m_out(out), m_err(err), m_progress(isatty(STDERR_FILENO) != 0) {
-    m_database.setConnection(&session.connection());
-    m_database.setErrors(session.errors());
+    session.Attach(m_database);
     session.connection().setHostServices(std::make_shared<InterruptibleHostServices>());
     g_interrupted = false;
     g_running = &m_database;
