@@ -64,9 +64,6 @@ TEST_F(Catalog, QueriesAndWhatIsMadeOfTheRows) {
     // clang-format off
     check({
         {[&] { return conn->GetFunctions(); }, "FN_A|TF_B", {{kFunctions, Names("name", {"fn_A", "tf_B"})}}},
-        {[&] { return conn->GetProcedures(); }, "XSP_LOAD",
-         {{"SELECT name FROM sysobjects\rWHERE type = 'P' AND NAME NOT LIKE 'DT_%' AND NAME NOT LIKE 'SP_%' "
-           "AND NAME NOT LIKE 'LIST%'\rORDER BY name", Names("name", {"xsp_Load"})}}},
         // Users and key columns keep their case.
         {[&] { return conn->GetDatabaseUsers(); }, "dbo|Mario", {{kUsers, Names("name", {"dbo", "Mario"})}}},
         {[&] { return conn->GetTableKeys("O'Hara"); }, "Id|Line",
@@ -78,7 +75,6 @@ TEST_F(Catalog, QueriesAndWhatIsMadeOfTheRows) {
         // Whole words of the key list, names as the server wrote them.
         {[&] { return conn->GetIndexesUseColumn("ART", "name"); }, "ix_Code|IX_NAME", {{helpIndex, ix}}},
         {[&] { return conn->GetIndexesUseColumn("ART", "Cod"); }, "", {{helpIndex, ix}}},
-        {[&] { return conn->GetIndexesUseColumn("ART", "X"); }, "", {{helpIndex, Recordset()}}},
         {[&] { return conn->GetForeignKeys("ART"); }, "FK_ART_FAM",
          {{artId, id}, {"SELECT name FROM sysobjects\rWHERE parent_obj = 1234 AND\r      type = 'F'",
                         Names("name", {"fk_Art_Fam"})}}},
@@ -95,10 +91,6 @@ TEST_F(Catalog, QueriesAndWhatIsMadeOfTheRows) {
         {[&] { return conn->GetTriggers(QString(), "a01_"); }, "", {{allTriggers, triggers}}},
         {[&] { return conn->GetTriggerCode("trg"); }, "CREATE TRIGGER trg\r\nAS\r\n",
          {{"EXEC sp_helptext 'trg'", Names("text", {"CREATE TRIGGER trg\r\n", "AS\r\n"})}}},
-        {[&] { return conn->GetFunctionCode("fn"); }, "CREATE FUNCTION fn",
-         {{"EXEC sp_helptext 'fn'", Names("Text", {"CREATE FUNCTION ", "fn"})}}},
-        {[&] { return conn->GetProcedureCode("xsp"); }, "CREATE PROC xsp",
-         {{"EXEC sp_helptext 'xsp'", Names("Text", {"CREATE PROC ", "xsp"})}}},
         {[&] { return conn->GetColumnDesciption("ART", "C"); }, "Item code",
          {{props, T({"name", "value"}, {{"Caption", "Codice"}, {"MS_Description", "Item code"}})}}},
         {[&] { return conn->GetColumnDesciption("ART", "C"); }, NullVariant(),
@@ -152,8 +144,7 @@ TEST_F(Catalog, ColumnAttributesAndTheNormalFormOfDefaults) {
            row(A::DefaultValue, "COLUMN_DEFAULT", NullVariant(), ""),
            row(A::IsNullable, "IS_NULLABLE", "no", false),
            row(A::IsNullable, "IS_NULLABLE", "YES", true),
-           row(A::ColumnDataType, "DATA_TYPE", "nvarchar", "nvarchar"),
-           row(A::CollationName, "COLLATION_NAME", "Latin1_CI", "Latin1_CI")});
+           row(A::ColumnDataType, "DATA_TYPE", "nvarchar", "nvarchar")});
     // clang-format on
     // An unknown column gives no row and an Empty answer.
     EXPECT_TRUE(IsEmpty(conn->GetColumnAttribute("ART", "GONE", A::ColumnDataType)));
@@ -223,11 +214,9 @@ AND indexes.name = '%1')SQL")
     const QString script = "CREATE  UNIQUE NONCLUSTERED INDEX IX_ART_CODE";
     // clang-format off
     check({{[&] { return conn->GetIndexCode("dbo.ART", "IX_ART_CODE"); }, script,
-            {{sql.arg("IX_ART_CODE"), T({"script"}, {{script}})}}},
-           {[&] { return conn->GetIndexCode("dbo.ART", "PK"); }, "", {{sql.arg("PK"), T({"script"}, {})}}}});
+            {{sql.arg("IX_ART_CODE"), T({"script"}, {{script}})}}}});
     // clang-format on
-    EXPECT_EQ(host->pointerChanges(),
-              (std::vector<int32_t>{kPointerHourglass, kPointerDefault, kPointerHourglass, kPointerDefault}));
+    EXPECT_EQ(host->pointerChanges(), (std::vector<int32_t>{kPointerHourglass, kPointerDefault}));
 }
 
 TEST_F(Catalog, FailureKinds) {
@@ -273,6 +262,139 @@ TEST_F(Catalog, FailureKinds) {
     EXPECT_TRUE(conn->CheckDatabaseTable("A01"));
     EXPECT_FALSE(conn->CheckDatabaseTable("B02"));
     EXPECT_EQ(errors->reports().size(), 4u);
+}
+
+// The lookups beyond their statements: the table directory cache, the flags they set, how their
+// failures reach the caller, the type maps; and the order of views by dependency.
+using Lookups = ConnectionTest;
+using I = ql_eTableInfo;
+
+TEST_F(Lookups, TableInfoIsCachedWhateverItsAnswer) {
+    db->respond("SELECT TBKEY FROM SYS_TBL_TBC\rWHERE TBNAM = 'A01_ART'", T({"TBKEY"}, {{"CODE"}}));
+    db->respond("SELECT TBGRD FROM SYS_TBL_TBC\rWHERE TBNAM = 'A01_ART'", T({"TBGRD"}, {{NullVariant()}}));
+    db->respond("SELECT TBKEY FROM SYS_TBL_TBC\rWHERE TBNAM = 'NONE'", T({"TBKEY"}, {}));
+    // A failure reads as no entry, also where the statement routine would raise it.
+    raiseMode();
+    db->fail("SELECT TBDES FROM SYS_TBL_TBC\rWHERE TBNAM = 'X'", kErrUnknownTable, "Invalid object name");
+    for (const char* table : {"A01_ART", "a01_art"})
+        EXPECT_EQ(conn->GetTableInfo(table, I::KeyField) + "|" + conn->GetTableInfo(table, I::LayoutName) +
+                      "|" + conn->GetTableInfo("NONE", I::KeyField) + "|" +
+                      conn->GetTableInfo("X", I::Description),
+                  "CODE|||");
+    EXPECT_EQ(db->statements().size(), 4);
+    EXPECT_TRUE(errors->reports().empty());
+    // The cache outlives a reconnection.
+    conn->CloseConnection();
+    conn->OpenConnection();
+    db->clearCalls();
+    EXPECT_EQ(conn->GetTableInfo("A01_ART", I::KeyField), "CODE");
+    EXPECT_TRUE(db->statements().isEmpty());
+}
+
+TEST_F(Lookups, FlagsAndTheRecordsetHandedBack) {
+    db->respond("SELECT D\rFROM ART\rWHERE ID = 7", T({"D"}, {}));
+    // A missing row leaves bRecordPresent as the caller had it.
+    for (bool present : {false, true}) {
+        const bool before = present;
+        EXPECT_TRUE(IsEmpty(conn->GetDbValue("ART", "ID", 7, TypeLong, "D", &present)));
+        EXPECT_EQ(present, before);
+    }
+    // The LIKE search hands back its rows from the first.
+    db->respond("SELECT C\rFROM ART\rWHERE C = 'bo'", T({"C"}, {}));
+    db->respond("SELECT C\rFROM ART\rWHERE C LIKE '%bo%'", T({"C"}, {{"BOLT"}, {"BOX"}}));
+    std::shared_ptr<Recordset> rs;
+    EXPECT_EQ(conn->CheckExistValueWithLike("ART", "C", "bo", TypeChar, &rs), 2);
+    ASSERT_NE(rs, nullptr);
+    EXPECT_EQ(rs->Value(0), QVariant("BOLT"));
+}
+
+// Float, money and scaled decimal columns arrive as doubles; their texts must not turn exponential.
+TEST_F(Lookups, FloatingValuesReadInPlainText) {
+    db->respond("SELECT MAX(PRICE), COUNT(PRICE) FROM ART\r", T({"M", "C"}, {{100000.0, 3}}));
+    EXPECT_EQ(conn->GetMaxValue("ART", "PRICE"), 100000);
+    db->respond("SELECT PRICE\rFROM ART\rWHERE KIND = 1", T({"PRICE"}, {{100000.0}, {123456.5}, {1e15}}));
+    EXPECT_EQ(conn->GetDbValues("ART", "KIND", 1, TypeLong, "PRICE"), QVariant("100000,123456.5,1E+15"));
+}
+
+TEST_F(Lookups, FailureKindsCharFilterAndTypeMaps) {
+    raiseMode();
+    db->fail("SELECT D\rFROM ART\rWHERE C = 'X'", kErrUnknownTable, "Invalid object name 'ART'.");
+    db->fail("UPDATE ART\rSET D = 'Y'\rWHERE C = 'X'", kErrIntegrity, "conflicted with a constraint");
+    // The lookups leave their failures to the caller; SetDbValue clears them and answers False.
+    EXPECT_THROW(conn->GetDbValue("ART", "C", "X", TypeChar, "D"), qlException);
+    EXPECT_FALSE(conn->SetDbValue("ART", "C", TypeChar, "X", "D", TypeChar, "Y"));
+    // A function value of another type has no statement: the empty one goes out and fails.
+    db->fail(QString(), kErrSyntax, "Command text was not set for the command object.");
+    EXPECT_THROW(conn->GetFunctionValue("fn_Price", "A1", TypeMemo), qlException);
+    EXPECT_TRUE(errors->reports().empty());
+
+    EXPECT_EQ(conn->GetCharFilter("*") + conn->GetCharFilter("%") + conn->GetCharFilter("?"), "%%");
+    conn->setProviderType(ql_eProviderType::Oracle);
+    EXPECT_EQ(conn->GetCharFilter("*"), "");
+    // Binary counts as numeric on purpose; a boolean is neither.
+    Recordset rs({{"bin", ado::adBinary, 8}, {"b", ado::adBoolean, 0}}, {{QByteArray("x"), true}});
+    EXPECT_TRUE(conn->IsNumericField(rs.Fields(0)) && !conn->IsDateField(rs.Fields(0)));
+    EXPECT_FALSE(conn->IsNumericField(rs.Fields(1)) || conn->IsDateField(rs.Fields(1)));
+}
+
+const QString kAll =
+    "From sysobjects\rWHERE type = 'V' AND name NOT LIKE 'sysco%' AND name NOT LIKE 'sysseg%'";
+
+QString ViewsQuery(const QString& from) {
+    return "SELECT name, id\r" + from;
+}
+QString DependencyQuery(const QString& from) {
+    const QString indent(28, QLatin1Char(' '));
+    return "SELECT DISTINCT sysdepends.id, sysdepends.depid\rFROM sysdepends LEFT OUTER JOIN\r     "
+           "sysobjects "
+           "ON sysobjects.id = sysdepends.id\rWHERE sysdepends.depid IN (\r" +
+           indent + "SELECT id\r" + indent + from + ")";
+}
+
+class Views : public ConnectionTest {
+protected:
+    // The views query and the dependency records (id uses depid) on a fresh database.
+    void serve(const std::vector<Row>& views, const std::vector<Row>& uses, const QString& from = kAll) {
+        use(true);
+        db->respond(ViewsQuery(from), ScriptedConnection::Table({"name", "id"}, views));
+        db->respond(DependencyQuery(from), ScriptedConnection::Table({"id", "depid"}, uses));
+    }
+};
+
+TEST_F(Views, OrderByLevelThenNameAndTheListNarrowsBothQueries) {
+    serve({}, {});
+    EXPECT_EQ(conn->GetViews(), "");
+    EXPECT_EQ(db->statements(), (QStringList{ViewsQuery(kAll), DependencyQuery(kAll)}));
+    // v_b uses v_a; 900 is a function that v_d uses and counts for nothing.
+    serve({{"v_d", 4}, {"v_b", 2}, {"V_C", 3}, {"v_a", 1}}, {{2, 1}, {4, 900}});
+    EXPECT_EQ(conn->GetViews(), "V_A,V_C,V_D,V_B");
+    // The chain v_a <- v_c <- v_b: levels add up only along the record order, so when "v_b uses v_c"
+    // comes first both get level 1 and v_b stands before the v_c it uses.
+    serve({{"v_a", 1}, {"v_b", 2}, {"v_c", 3}}, {{2, 3}, {3, 1}});
+    EXPECT_EQ(conn->GetViews(), "V_A,V_B,V_C");
+    serve({{"v_a", 1}, {"v_b", 2}, {"v_c", 3}}, {{3, 1}, {2, 3}});
+    EXPECT_EQ(conn->GetViews(), "V_A,V_C,V_B");
+
+    const QString from = "From sysobjects\rWHERE name IN ( 'v_a','v_o''k') AND \r" + kAll.mid(22);
+    serve({{"v_a", 1}, {"v_o'k", 2}}, {{1, 2}}, from);
+    // Without a delimiter the list splits by ","; a given one splits the list and joins the answer.
+    EXPECT_EQ(conn->GetViews("v_a,v_o'k"), "V_O'K,V_A");
+    EXPECT_EQ(conn->GetViews("v_a;v_o'k", ";"), "V_O'K;V_A");
+    EXPECT_EQ(db->statements(), (QStringList{ViewsQuery(from), DependencyQuery(from), ViewsQuery(from),
+                                             DependencyQuery(from)}));
+}
+
+TEST_F(Views, AFailedDependencyQueryIsReportedWithThePointerBack) {
+    raiseMode();
+    db->respond(ViewsQuery(kAll), ScriptedConnection::Table({"name", "id"}, {{"v_a", 1}}));
+    db->fail(DependencyQuery(kAll), kErrSyntax, "Invalid object name 'sysdepends'.");
+    int32_t pointerAtReport = -1;
+    errors->setOnReport([&](const ReportedError&) { pointerAtReport = host->MousePointer(); });
+    EXPECT_EQ(conn->GetViews(), "");
+    ASSERT_EQ(errors->reports().size(), 1u);
+    EXPECT_EQ(errors->reports()[0].Routine, "GetViews");
+    EXPECT_EQ(pointerAtReport, kPointerDefault);
+    EXPECT_EQ(host->MousePointer(), kPointerDefault);
 }
 
 } // namespace
