@@ -132,8 +132,8 @@ TEST_F(RecordImport, UpdateKeepsColumnsAndInsertMarksTheImport) {
         "WHERE CACOD='A'\r\n ELSE\r\nINSERT INTO A01_TAB_CAU\r\n\r\n(\r\n  CACOD,\r\n  CADES,\r\n  USINS,"
         "\r\n  DTINS,\r\n  CAQTY\r\n) VALUES (\r\n  'A',\r\n  'Desc',\r\n  'SYSTEM_IMPORT',\r\n  <NOW>,"
         "\r\n  NULL\r\n)");
-    EXPECT_TRUE(log->Text().contains("Import Data Table:A01_TAB_CAU"));
-    EXPECT_TRUE(log->Text().contains("Total Record(s) for A01_TAB_CAU:1"));
+    EXPECT_TRUE(log->Text().contains("Import Data Table:A01_TAB_CAU") &&
+                log->Text().contains("Total Record(s) for A01_TAB_CAU:1"));
     // Another table's name is skipped.
     only = QStringLiteral("OTHER");
     db->clearCalls();
@@ -147,8 +147,8 @@ TEST_F(RecordImport, FailingStatementLoggedAndImportGoesOn) {
     EXPECT_FALSE(database.ReadXmlDataTable(dataFile(dataTable(record("A") + record("B"))), nullptr, "A01_"));
     ASSERT_EQ(data().size(), 2);
     EXPECT_TRUE(data()[1].contains("CACOD='B'"));
-    EXPECT_TRUE(log->Text().contains("(Error Description:bad statement)"));
-    EXPECT_TRUE(log->Text().contains("Total Record(s) for A01_TAB_CAU:2"));
+    EXPECT_TRUE(log->Text().contains("(Error Description:bad statement)") &&
+                log->Text().contains("Total Record(s) for A01_TAB_CAU:2"));
 }
 
 TEST_F(RecordImport, SystemTableEmptiedFirstLosesTheCondition) {

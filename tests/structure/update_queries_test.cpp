@@ -117,13 +117,7 @@ TEST_F(UpdateQueries, NewVersionRunsInOrderAndIsRecordedWhileReachedScriptsAreRe
     answer(kLastId, {"ID"}, {{10}}, true);
     answer(kLastId, {"ID"}, {{11}}, true);
     EXPECT_TRUE(Access::VerifyQuery(database, file, true));
-    const QStringList all = trail();
-    ASSERT_GE(all.size(), 3);
-    EXPECT_EQ(all.mid(0, 2),
-              (QStringList{kQryExists, "SELECT SYS_VERSION FROM SYS_DBS\r\nWHERE SYS_DATABASE = "
-                                       "'A01'\r\n" +
-                                           kVersionOrder}));
-    EXPECT_TRUE(all[2].contains("DISABLE TRIGGER ALL")) << all[2].toStdString();
+    EXPECT_EQ(trail().filter("DISABLE TRIGGER ALL").size(), 1);
     EXPECT_EQ(work(), (QStringList{
                           FindQuery("4.3.11"),
                           OrderQuery("4.3.12"),
@@ -161,11 +155,8 @@ TEST_F(UpdateQueries, FailedOrUnrecordedScriptsOfReachedVersionsRunAgain) {
     EXPECT_EQ(statements.filter("INSERT INTO SYS_QRY").size(), 3);
     EXPECT_EQ(statements.filter("UPDATE SYS_QRY"),
               (QStringList{Status(5, 1), Status(20, 1), Status(21, 2), Status(22, 1)}));
-    QStringList red;
-    for (const LogLine& line : log->Lines())
-        if (line.Color == kColorRed && !line.Text.isEmpty())
-            red << line.Text;
-    EXPECT_EQ(red, (QStringList{"UPDATE T SET C = 3", "(Error Description:Invalid column name 'C'.)"}));
+    EXPECT_EQ(logged().filter("C = 3").size(), 1);
+    EXPECT_TRUE(logged().contains("(Error Description:Invalid column name 'C'.)"));
 }
 
 TEST_F(UpdateQueries, VerifyModeRunsNothingAndReportsPending) {

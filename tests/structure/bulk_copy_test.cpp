@@ -1,9 +1,15 @@
-// The bulk copy program route with a stand-in "bcp" on the PATH that records its arguments and the
-// script that ran it, and writes the files a real one writes: exact command lines, the run modes,
-// the failure messages and the format file's version line.
+// The bulk copy route. The program: a stand-in "bcp" on the PATH records its arguments and the script
+// that ran it and writes the files a real one writes; the exact command lines, the run modes, the
+// failure messages and the format file's version line. The built-in copier: the fields' texts of a
+// data file as column values (the plain forms read directly and the rest as the C locale reads them)
+// and the data file cut into fields.
+#include "platform/odbc/ado_types.h"
 #include "structure/bulk_copy/bulk_copy.h"
+#include "structure/bulk_copy/bulk_copy_files.h"
+#include "structure/bulk_copy/bulk_field_values.h"
 #include "structure/structure_fixture.h"
 
+#include <QDateTime>
 #include <QLocale>
 
 namespace qldb::test {
@@ -71,25 +77,15 @@ protected:
 TEST_F(BulkCopyProgram, ExportPassesRunTheExactCommandLinesInEachMode) {
     QLocale::setDefault(QLocale(QLocale::Italian));
     EXPECT_EQ(recordsCount(), "3");
-    const QStringList tail = {"-w",
-                              "-t",
-                              "\\t",
-                              "-r",
-                              "\\n",
-                              "-Ssrv,1433",
-                              "-Usa",
-                              "-Pp$w'd",
-                              "-V120",
-                              "-e",
-                              dbFolder("ART.qldataerror")};
+    const QStringList tail = QString("-w -t \\t -r \\n -Ssrv,1433 -Usa -Pp$w'd -V120 -e").split(' ') +
+                             QStringList{dbFolder("ART.qldataerror")};
     EXPECT_EQ(args(1), QStringList({"DB.dbo.ART", "format", "nul", "-f", xml("ART.qldataformat")}) + tail);
     EXPECT_EQ(args(2), QStringList({"DB.dbo.ART", "out", xml("ART.qldatatable")}) + tail);
     // The version line is the program's version in tenths, with a dot in any locale.
     EXPECT_EQ(Read(xml("ART.qldataformat")), "12.0\r\n1\r\n1 SQLNCHAR 0 24 \"\\n\\0\" 1 ID \"\"\r\n");
-    EXPECT_EQ(Read(dbFolder("ART.qldataoutput")),
-              "bcp \"DB.dbo.ART\" out \"" + xml("ART.qldatatable") +
-                  "\" -w -t \\t -r \\n -Ssrv,1433 -Usa -Pp$w'd -V120 -e \"" + dbFolder("ART.qldataerror") +
-                  "\"");
+    EXPECT_EQ(Read(dbFolder("ART.qldataoutput")), "bcp \"DB.dbo.ART\" out \"" + xml("ART.qldatatable") +
+                                                      "\" " + tail.mid(0, 10).join(' ') + " \"" +
+                                                      tail.last() + "\"");
     EXPECT_TRUE(boxes().isEmpty());
     // Mode 1 runs hidden with no log and no pause.
     EXPECT_FALSE(script(1).contains("pause") || script(1).contains(" > "));
@@ -134,13 +130,78 @@ TEST_F(BulkCopyProgram, ImportRunsTheInCommandAndChecksTheCount) {
                        "</RecordsCount></DataTable></DataTables></Database>");
     EXPECT_FALSE(database.ReadXmlDataTable(file));
     EXPECT_EQ(args(1),
-              QStringList({"DB.dbo.ART", "in", xml("ART.qldatatable"), "-f", xml("ART.qldataformat"),
-                           "-Ssrv,1433", "-Usa", "-Pp$w'd", "-V120", "-e", dbFolder("ART.qldataerror")}));
+              QStringList({"DB.dbo.ART", "in", xml("ART.qldatatable"), "-f", xml("ART.qldataformat")}) +
+                  QString("-Ssrv,1433 -Usa -Pp$w'd -V120 -e").split(' ') +
+                  QStringList{dbFolder("ART.qldataerror")});
     EXPECT_EQ(
         boxes(),
         QStringList({"Tavoleno Mirando: Il numero di record importati non corrisponde. Da importare: 4. "
                      "Importati: 3\r\nPer ulteriori informazioni consultare il file \"" +
                      dbFolder("ART.qldataerror") + "\"."}));
+}
+
+const QDate kDay(2024, 2, 29);
+const QVariant kBad; // the text is not a value of the kind
+using K = ValueKind;
+
+TEST(BulkFieldValues, ReadAsTheColumnTakesThem) {
+    const struct {
+        QStringView text;
+        ValueKind kind;
+        QVariant expected;
+    } cases[] = {
+        // clang-format off
+        // Empty field and the lone NUL: Null, or the empty text.
+        {u"", K::Integer, QVariant::fromValue(nullptr)}, {QStringView(u"\0", 1), K::Text, QVariant(QString())},
+        {u"a\tb", K::Text, "a\tb"},
+        // Whole numbers: plain, padded, signed, grouped, too long or not numbers.
+        {u"-42", K::Integer, qlonglong(-42)}, {u" 007 ", K::Integer, qlonglong(7)}, {u"+5", K::Integer, qlonglong(5)},
+        {u"1,000", K::Integer, qlonglong(1000)}, {u"9223372036854775807", K::Integer, qlonglong(INT64_MAX)},
+        {u"9223372036854775808", K::Integer, kBad}, {u"12a", K::Integer, kBad}, {u"-", K::Integer, kBad},
+        // Floating numbers: the shortest round-trip forms, exponents, C-locale leniency, garbage.
+        {u"0.1", K::Real, 0.1}, {u"-1.5e-3", K::Real, -0.0015}, {u"1.", K::Real, 1.0}, {u".5", K::Real, 0.5},
+        {u"1.7976931348623157e308", K::Real, 1.7976931348623157e308}, {u"1e", K::Real, kBad}, {u"1.2.3", K::Real, kBad},
+        // Decimals keep their text once it reads as a number.
+        {u" 12.50 ", K::Numeric, "12.50"}, {u"12,5x", K::Numeric, kBad},
+        {u"True", K::Bit, true}, {u"0", K::Bit, false}, {u"2", K::Bit, kBad},
+        // Dates: only the first ten characters count; impossible days are refused.
+        {u"2024-02-29 10:00:00", K::Date, kDay}, {u"2023-02-29", K::Date, kBad}, {u"2024-2-29", K::Date, kBad},
+        // Times: up to seven digits of fraction, milliseconds kept.
+        {u"23:59:58.1234567", K::Time, QTime(23, 59, 58, 123)}, {u"01:02:03.5", K::Time, QTime(1, 2, 3, 500)},
+        {u"01:02:03.12345678", K::Time, kBad}, {u"24:00:00", K::Time, kBad}, {u"1:02:03", K::Time, kBad},
+        // Timestamps: the wall-clock fields as written, a date alone at midnight.
+        {u"2024-02-29 13:45:00.250", K::Timestamp, QDateTime(kDay, QTime(13, 45, 0, 250), Qt::UTC)},
+        {u"2024-02-29", K::Timestamp, QDateTime(kDay, QTime(0, 0), Qt::UTC)},
+        {u"2024-02-29 25:00:00", K::Timestamp, kBad},
+        // Binary: pairs of hexadecimal digits, with or without the prefix.
+        {u"0xDEADbeef", K::Binary, QByteArray("\xDE\xAD\xBE\xEF")}, {u"00ff", K::Binary, QByteArray("\x00\xFF", 2)},
+        {u"0x", K::Binary, QByteArray()}, {u"ABC", K::Binary, kBad}, {u"0xZZ", K::Binary, kBad},
+        // clang-format on
+    };
+    for (const auto& c : cases) {
+        const QVariant v = BulkFieldValue(c.text, c.kind);
+        SCOPED_TRACE(c.text.toString().toStdString() + " as kind " +
+                     std::to_string(static_cast<int>(c.kind)) + " read " + v.toString().toStdString());
+        EXPECT_EQ(v.isValid(), c.expected.isValid());
+        EXPECT_TRUE(!c.expected.isValid() || (v.metaType() == c.expected.metaType() && v == c.expected));
+    }
+}
+
+TEST(BulkDataFile, FieldsAreCutByTheFormatsTerminatorsAndAShortRowIsLeftOut) {
+    const QString data = DecodeBulkData(EncodeBulkData(QStringLiteral("1~\tà\n2~\t\n3")));
+    QString why;
+    const std::vector<QStringView> fields =
+        SplitBulkData(data, {QStringLiteral("~\t"), QStringLiteral("\n")}, &why);
+    QStringList texts;
+    for (const QStringView field : fields)
+        texts << field.toString();
+    EXPECT_EQ(texts, (QStringList{"1", "à", "2", ""}));
+    EXPECT_EQ(why, QStringLiteral("Unexpected EOF encountered in BCP data-file"));
+}
+
+TEST(BulkDataFile, ReadsWithoutAByteOrderMark) {
+    EXPECT_EQ(DecodeBulkData(QByteArray("a\0\xE8\0", 4)), QStringLiteral("aè"));
+    EXPECT_EQ(DecodeBulkData(QByteArray("\xFF\xFE\x01\x26", 4)), QString(QChar(0x2601)));
 }
 
 } // namespace
