@@ -6,7 +6,6 @@
 #include "support/live_servers.h"
 
 #include <QFile>
-#include <QRegularExpression>
 
 namespace qldb::test {
 namespace {
@@ -139,14 +138,29 @@ TEST_P(DataTransferLive, BadValueGoesToTheErrorFile) {
     run("DELETE FROM " + name);
     EXPECT_FALSE(database.ReadXmlDataTable(file));
     EXPECT_EQ(boxes(), failureBoxes(true, "Da importare: 5. Importati: 4"));
-    // The driver's own words stand between the row and column and the closing mark.
-    EXPECT_TRUE(QRegularExpression("^#@ Row 1: Column 1: \\S.* @#").match(FileBytes(errorFile())).hasMatch())
-        << FileBytes(errorFile()).toStdString();
+    EXPECT_TRUE(FileBytes(errorFile())
+                    .startsWith("#@ Row 1: Column 1: Invalid character value for cast specification @#"));
+}
+
+TEST_P(DataTransferLive, ManyRowsRoundTripWithoutAKey) {
+    // Without a key nothing stops a row going in twice or another being left out, nor does a refused
+    // statement get retried to hide it: each row of the several statements of many rows, and of the
+    // shorter last one, must land once.
+    run("DROP TABLE " + name);
+    run("CREATE TABLE " + name + " (id int, txt varchar(20))");
+    QStringList values;
+    for (int id = 1; id <= 250; ++id)
+        values << QStringLiteral("(%1, 'row %1')").arg(id);
+    run("INSERT INTO " + name + " VALUES " + values.join(','));
+    const std::vector<Row> before = contents();
+    const QString file = exportToFile();
+    run("DELETE FROM " + name);
+    EXPECT_TRUE(database.ReadXmlDataTable(file)) << boxes().join("\n").toStdString();
+    EXPECT_EQ(contents(), before);
 }
 
 TEST_P(DataTransferLive, RowRefusedByTheDatabaseAloneGoesToTheErrorFile) {
-    // Enough rows for several statements of many rows each and a shorter last one. Each row must land
-    // once: the key refuses a row sent twice, and one left out is missing from the table.
+    // Enough rows for several statements of many rows each and a shorter last one.
     QStringList more;
     for (int id = 6; id <= 250; ++id)
         more << QStringLiteral("(%1, 'row %1', %2)").arg(id).arg(id * 0.5);
