@@ -5,6 +5,7 @@
 
 #include <QElapsedTimer>
 #include <QThread>
+#include <algorithm>
 #include <thread>
 
 namespace qldb::test {
@@ -40,15 +41,12 @@ TEST_P(PostgresLive, LostLinkShowsTheBoxAndRetryReconnects) {
     QString description;
     a.conn->Execute("SELECT 1", &bError, &description);
     ASSERT_EQ(a.host->messages().size(), 1u);
-    const ShownMessage& box = a.host->messages()[0];
-    EXPECT_FALSE(description.isEmpty());
+    EXPECT_FALSE(description.isEmpty() || bError || !a.errors->reports().empty());
     // The driver's own words stand between the number and the fixed text.
-    EXPECT_EQ(box.Text, "Database Error: -2147467259 - " + description +
-                            "\r\rErrore di connessione al database: errore di rete!\r"
-                            "Verificare la connessione di rete e riprovare.");
-    EXPECT_EQ(box.Buttons, MsgButtons::RetryCancel);
-    EXPECT_FALSE(bError);
-    EXPECT_TRUE(a.errors->reports().empty());
+    EXPECT_EQ(a.host->messages()[0].Text, "Database Error: -2147467259 - " + description +
+                                              "\r\rErrore di connessione al database: errore di rete!\r"
+                                              "Verificare la connessione di rete e riprovare.");
+    EXPECT_EQ(a.host->messages()[0].Buttons, MsgButtons::RetryCancel);
     EXPECT_NE(backend(a), pid); // a new session
     EXPECT_EQ(a.conn->State(), 1);
 }
@@ -87,17 +85,15 @@ TEST_P(PostgresLive, ARealDeadlockWaitsRetriesThenAsks) {
 
     // Only a general failure that names a deadlock waits. The driver's statement-level rollback keeps
     // the victim's first lock, so retries may deadlock again: up to five waits, each a second longer.
-    QStringList sleeps;
-    for (int32_t ms : victim.host->sleeps())
-        sleeps << QString::number(ms);
-    EXPECT_TRUE(!sleeps.empty() && QString("1000 2000 3000 4000 5000 ").startsWith(sleeps.join(' ') + ' '))
-        << sleeps.join(QLatin1Char(' ')).toStdString();
+    const std::vector<int32_t> sleeps = victim.host->sleeps(), steps{1000, 2000, 3000, 4000, 5000};
+    EXPECT_TRUE(!sleeps.empty() && sleeps.size() <= 5 &&
+                std::equal(sleeps.begin(), sleeps.end(), steps.begin()))
+        << testing::PrintToString(sleeps);
     ASSERT_EQ(victim.host->messages().size(), 1u);
     const QString& text = victim.host->messages()[0].Text;
     EXPECT_TRUE(text.startsWith("Database Error: -2147467259 - ") && text.contains("deadlock"))
         << text.toStdString();
-    EXPECT_TRUE(victimError);
-    EXPECT_TRUE(victim.errors->reports().empty());
+    EXPECT_TRUE(victimError && victim.errors->reports().empty());
 }
 
 // ExecuteWC on SQL Server puts the read-uncommitted statement in front of a read. PostgreSQL takes
@@ -110,8 +106,7 @@ TEST_P(PostgresLive, ReadUncommittedRecordsetsStillWriteBack) {
     const QString t = table.name();
     s.conn->Execute("CREATE TABLE " + t + " (id INT PRIMARY KEY, name VARCHAR(20))");
     s.conn->Execute("INSERT INTO " + t + " VALUES (1, 'one')");
-    auto rs = db.OpenRecordset("SET TRANSACTION ISOLATION LEVEL READ UNCOMMITTED;\rSELECT id, name FROM " +
-                                   t + " ORDER BY id",
+    auto rs = db.OpenRecordset("SET TRANSACTION ISOLATION LEVEL READ UNCOMMITTED;\rSELECT id, name FROM " + t,
                                ado::adOpenStatic, ado::adLockOptimistic, ado::adOptionUnspecified);
     ASSERT_TRUE(rs && !rs->IsEOF());
     rs->Fields("name").setValue("first");

@@ -80,6 +80,16 @@ protected:
             out << m.Text;
         return out;
     }
+    // The boxes of a failed import: the table's errors (when told) and the counts, each naming the
+    // error file.
+    QStringList failureBoxes(bool bErrors, const QString& counts) const {
+        const QString see = "\r\nPer ulteriori informazioni consultare il file \"" + errorFile() + "\".";
+        const QString count = "Il numero di record importati non corrisponde. " + counts + see;
+        return bErrors ? QStringList{"Si sono verificati errori durante l'importazione della tabella \"" +
+                                         name.toUpper() + "\"." + see,
+                                     count}
+                       : QStringList{count};
+    }
 
     ScopedProductRoot m_root;
     std::unique_ptr<ScopedTable> table;
@@ -96,13 +106,11 @@ TEST_P(DataTransferLive, RoundTripValueByValue) {
     EXPECT_TRUE(database.ReadXmlDataTable(file)) << boxes().join("\n").toStdString();
     const std::vector<Row> after = contents();
     ASSERT_EQ(after.size(), before.size());
-    for (size_t r = 0; r < before.size(); ++r) {
+    for (size_t r = 0; r < before.size(); ++r)
         for (size_t c = 0; c < before[r].size(); ++c)
             EXPECT_EQ(after[r][c], before[r][c])
                 << "row " << r << " column " << c << ": " << after[r][c].typeName() << " "
-                << after[r][c].toString().toStdString() << " / " << before[r][c].typeName() << " "
-                << before[r][c].toString().toStdString();
-    }
+                << after[r][c].toString().toStdString() << " / " << before[r][c].typeName();
     EXPECT_FALSE(QFile::exists(errorFile()));
 }
 
@@ -116,10 +124,7 @@ TEST_P(DataTransferLive, ShortDataFileGivesTheCountMessageAndKeepsFiles) {
     WriteFileBytes(dataFile(), bytes);
     run("DELETE FROM " + name);
     EXPECT_FALSE(database.ReadXmlDataTable(file));
-    EXPECT_EQ(boxes(),
-              QStringList({"Il numero di record importati non corrisponde. Da importare: 5. Importati: 4\r\n"
-                           "Per ulteriori informazioni consultare il file \"" +
-                           errorFile() + "\"."}));
+    EXPECT_EQ(boxes(), failureBoxes(false, "Da importare: 5. Importati: 4"));
     EXPECT_TRUE(QFile::exists(dataFile()));
 }
 
@@ -132,19 +137,15 @@ TEST_P(DataTransferLive, BadValueGoesToTheErrorFile) {
     WriteFileBytes(dataFile(), bytes);
     run("DELETE FROM " + name);
     EXPECT_FALSE(database.ReadXmlDataTable(file));
-    const QString see = "\r\nPer ulteriori informazioni consultare il file \"" + errorFile() + "\".";
-    EXPECT_EQ(
-        boxes(),
-        QStringList({"Si sono verificati errori durante l'importazione della tabella \"" + name.toUpper() +
-                         "\"." + see,
-                     "Il numero di record importati non corrisponde. Da importare: 5. Importati: 4" + see}));
+    EXPECT_EQ(boxes(), failureBoxes(true, "Da importare: 5. Importati: 4"));
     EXPECT_TRUE(FileBytes(errorFile())
                     .startsWith("#@ Row 1: Column 1: Invalid character value for cast specification @#"));
 }
 
 TEST_P(DataTransferLive, ManyRowsRoundTripWithoutAKey) {
-    // Without a key nothing stops a row going in twice or another being left out: each row of the
-    // several statements of many rows, and of the shorter last one, must land once.
+    // Without a key nothing stops a row going in twice or another being left out, nor does a refused
+    // statement get retried to hide it: each row of the several statements of many rows, and of the
+    // shorter last one, must land once.
     run("DROP TABLE " + name);
     run("CREATE TABLE " + name + " (id int, txt varchar(20))");
     QStringList values;
@@ -171,20 +172,12 @@ TEST_P(DataTransferLive, RowRefusedByTheDatabaseAloneGoesToTheErrorFile) {
     run("DELETE FROM " + name + " WHERE id <> 137");
     run("INSERT INTO " + name + " (id) VALUES (999)");
     EXPECT_FALSE(database.ReadXmlDataTable(file));
-    const QString see = "\r\nPer ulteriori informazioni consultare il file \"" + errorFile() + "\".";
-    EXPECT_EQ(
-        boxes(),
-        QStringList(
-            {"Si sono verificati errori durante l'importazione della tabella \"" + name.toUpper() + "\"." +
-                 see,
-             "Il numero di record importati non corrisponde. Da importare: 250. Importati: 251" + see}));
+    EXPECT_EQ(boxes(), failureBoxes(true, "Da importare: 250. Importati: 251"));
     std::vector<Row> after = contents();
     ASSERT_EQ(after.size(), 251u);
     after.pop_back();
     EXPECT_EQ(after, before);
-    QFile err(errorFile());
-    ASSERT_TRUE(err.open(QIODevice::ReadOnly));
-    const QByteArray text = err.readAll();
+    const QByteArray text = FileBytes(errorFile());
     EXPECT_TRUE(text.startsWith("#@ Row 137: ")) << text.toStdString();
     EXPECT_EQ(text.count("#@ Row"), 1) << text.toStdString();
 }

@@ -10,29 +10,20 @@
 #include <vector>
 
 namespace qldb::test {
-
 namespace {
 
-// Creating and dropping a database may take longer than a statement's usual 30 seconds.
-constexpr int32_t kAdministrationTimeout = 300;
-
-using Pairs = std::vector<std::pair<QString, QString>>;
-
-// "KEY=value;KEY={braced;value}": the ODBC form, "}}" standing for a brace inside braces.
-Pairs ParsePairs(const QString& s) {
+// "KEY=value;KEY={braced;value}" the ODBC way, "}}" standing for a brace inside braces: the value of
+// the first of the keys the string holds, keys compared without regard to case.
+QString Value(const QString& s, std::initializer_list<const char*> keys) {
     static const QRegularExpression pair(
         QStringLiteral(R"(([^=;]+)=\s*(?:\{((?:[^}]|\}\})*)\}[^;]*|([^;]*)))"));
-    Pairs pairs;
+    std::vector<std::pair<QString, QString>> pairs;
     for (auto it = pair.globalMatch(s); it.hasNext();) {
         const QRegularExpressionMatch m = it.next();
         pairs.emplace_back(m.captured(1).trimmed(),
                            m.hasCaptured(2) ? m.captured(2).replace(QStringLiteral("}}"), QStringLiteral("}"))
                                             : m.captured(3).trimmed());
     }
-    return pairs;
-}
-
-QString Value(const Pairs& pairs, std::initializer_list<const char*> keys) {
     for (const char* name : keys)
         for (const auto& [key, value] : pairs)
             if (key.compare(QLatin1String(name), Qt::CaseInsensitive) == 0)
@@ -40,17 +31,19 @@ QString Value(const Pairs& pairs, std::initializer_list<const char*> keys) {
     return QString();
 }
 
-// The connection string names the driver to reach its server with; the provider map takes the
-// SQL Server driver from the environment, unless the person running the tests set it already.
-void UseDriverOf(const MsSqlServerSettings& server) {
-    if (!server.Driver.isEmpty() && qEnvironmentVariableIsEmpty("QLDB_ODBC_DRIVER_SQLSERVER"))
-        qputenv("QLDB_ODBC_DRIVER_SQLSERVER", server.Driver.toLocal8Bit());
-    if (!server.TdsVersion.isEmpty() && qEnvironmentVariableIsEmpty("QLDB_TDS_VERSION_SQLSERVER"))
-        qputenv("QLDB_TDS_VERSION_SQLSERVER", server.TdsVersion.toLocal8Bit());
+// Finalizes the connection, whatever state a test left it in, and drops it.
+void Release(std::unique_ptr<qlConnection>& connection) {
+    try {
+        if (connection)
+            connection->Finalize();
+    } catch (...) {
+    }
+    connection.reset();
 }
 
-// Runs a statement; false, with the reason, when it failed in any way.
-bool RunBestEffort(qlConnection& connection, const QString& sSql, QString* sWhy) {
+} // namespace
+
+bool RunStatement(qlConnection& connection, const QString& sSql, QString* sWhy) {
     bool bError = false;
     try {
         connection.Execute(sSql, &bError, sWhy);
@@ -61,34 +54,21 @@ bool RunBestEffort(qlConnection& connection, const QString& sSql, QString* sWhy)
     return !bError;
 }
 
-} // namespace
-
-void Release(std::unique_ptr<qlConnection>& connection) {
-    try {
-        if (connection)
-            connection->Finalize();
-    } catch (...) {
-        // A connection that a test broke is released all the same.
-    }
-    connection.reset();
-}
-
 QString DropTestDatabase(qlConnection& master, const QString& sDatabase,
                          const std::function<std::unique_ptr<qlConnection>()>& fnReconnect) {
     QString why;
-    // Ends the sessions a test left open. Some servers refuse the switch (and it fails when the
-    // CREATE did): the drop is tried anyway.
-    RunBestEffort(
-        master, QStringLiteral("ALTER DATABASE [%1] SET SINGLE_USER WITH ROLLBACK IMMEDIATE").arg(sDatabase),
-        &why);
+    // Ends the sessions a test left open. Some servers refuse the switch (and it fails when the CREATE
+    // did): the drop is tried anyway.
+    RunStatement(master,
+                 QStringLiteral("ALTER DATABASE [%1] SET SINGLE_USER WITH ROLLBACK IMMEDIATE").arg(sDatabase),
+                 &why);
     const QString drop = QStringLiteral("IF DB_ID(N'%1') IS NOT NULL DROP DATABASE [%1]").arg(sDatabase);
-    if (RunBestEffort(master, drop, &why))
+    if (RunStatement(master, drop, &why))
         return QString();
-    // The session on master may be the one that broke.
-    try {
+    try { // the session on master may be the one that broke
         auto fresh = fnReconnect();
-        const bool dropped = RunBestEffort(*fresh, drop, &why);
-        Release(fresh); // closing is no part of the clean-up's answer
+        const bool dropped = RunStatement(*fresh, drop, &why);
+        Release(fresh);
         if (dropped)
             return QString();
     } catch (const qlException& e) {
@@ -97,28 +77,14 @@ QString DropTestDatabase(qlConnection& master, const QString& sDatabase,
     return why.isEmpty() ? QStringLiteral("the drop failed") : why;
 }
 
-MsSqlServerSettings ParseMsSqlConnectionString(const QString& sConnectionString) {
-    const Pairs pairs = ParsePairs(sConnectionString);
-    MsSqlServerSettings settings;
-    QString host = Value(pairs, {"SERVER", "ADDRESS", "ADDR", "Data Source"});
+MsSqlServerSettings ParseMsSqlConnectionString(const QString& s) {
+    QString host = Value(s, {"SERVER", "ADDRESS", "ADDR", "Data Source"});
     if (host.startsWith(QLatin1String("tcp:"), Qt::CaseInsensitive))
         host = host.mid(4);
-    const QString port = Value(pairs, {"PORT"});
-    settings.Server =
-        port.isEmpty() || host.contains(QLatin1Char(',')) ? host : host + QLatin1Char(',') + port;
-    settings.User = Value(pairs, {"UID", "User ID", "User"});
-    settings.Password = Value(pairs, {"PWD", "Password"});
-    settings.Driver = Value(pairs, {"DRIVER"});
-    settings.TdsVersion = Value(pairs, {"TDS_Version"});
-    return settings;
-}
-
-QString UniqueDatabaseName() {
-    static std::atomic<int> counter{0};
-    return QStringLiteral("qldb_live_%1_%2_%3")
-        .arg(QCoreApplication::applicationPid())
-        .arg(QRandomGenerator::global()->bounded(100000))
-        .arg(counter.fetch_add(1));
+    const QString port = Value(s, {"PORT"});
+    return {port.isEmpty() || host.contains(QLatin1Char(',')) ? host : host + QLatin1Char(',') + port,
+            Value(s, {"UID", "User ID", "User"}), Value(s, {"PWD", "Password"}), Value(s, {"DRIVER"}),
+            Value(s, {"TDS_Version"})};
 }
 
 void MsSqlLiveTest::SetUp() {
@@ -129,15 +95,25 @@ void MsSqlLiveTest::SetUp() {
                         "DRIVER={FreeTDS};SERVER=host;PORT=1433;UID=sa;PWD=...;TDS_Version=7.4";
     m_server = ParseMsSqlConnectionString(value);
     ASSERT_FALSE(m_server.Server.isEmpty()) << "QLDB_TEST_MSSQL names no SERVER";
-    UseDriverOf(m_server);
+    // The provider map takes the SQL Server driver from the environment, unless the person running
+    // the tests set it already.
+    if (!m_server.Driver.isEmpty() && qEnvironmentVariableIsEmpty("QLDB_ODBC_DRIVER_SQLSERVER"))
+        qputenv("QLDB_ODBC_DRIVER_SQLSERVER", m_server.Driver.toLocal8Bit());
+    if (!m_server.TdsVersion.isEmpty() && qEnvironmentVariableIsEmpty("QLDB_TDS_VERSION_SQLSERVER"))
+        qputenv("QLDB_TDS_VERSION_SQLSERVER", m_server.TdsVersion.toLocal8Bit());
     // A server that did not answer once is not waited for again in this run.
     static std::string unreachable;
     if (!unreachable.empty())
         FAIL() << unreachable << " (earlier in this run)";
     try {
         m_master = connectMaster();
-        // Named before it exists, so that TearDown drops whatever the CREATE left.
-        m_database = UniqueDatabaseName();
+        // Named before it exists, so that TearDown drops whatever the CREATE left; no other test or
+        // parallel run uses the name.
+        static std::atomic<int> counter{0};
+        m_database = QStringLiteral("qldb_live_%1_%2_%3")
+                         .arg(QCoreApplication::applicationPid())
+                         .arg(QRandomGenerator::global()->bounded(100000))
+                         .arg(counter.fetch_add(1));
         m_master->Execute(QStringLiteral("CREATE DATABASE [%1]").arg(m_database));
         m_cn = connect();
     } catch (const qlException& e) {
@@ -178,16 +154,22 @@ std::unique_ptr<qlConnection> MsSqlLiveTest::connect(const QString& sDatabase) c
 
 std::unique_ptr<qlConnection> MsSqlLiveTest::connectMaster() const {
     auto master = connect(QStringLiteral("master"));
-    master->setCommandTimeout(kAdministrationTimeout);
+    master->setCommandTimeout(300); // creating and dropping a database may take more than 30 seconds
     return master;
 }
 
 QVariant MsSqlLiveTest::scalar(const QString& sSql, qlConnection* on) {
     auto rs = (on ? *on : *m_cn).ExecuteWC(sSql);
-    EXPECT_TRUE(rs && rs->State() == ado::adStateOpen) << sSql.toStdString();
-    if (!rs || rs->State() != ado::adStateOpen || rs->IsEOF())
-        return {};
-    return rs->Value(0);
+    const bool open = rs && rs->State() == ado::adStateOpen;
+    EXPECT_TRUE(open) << sSql.toStdString();
+    return !open || rs->IsEOF() ? QVariant() : rs->Value(0);
+}
+
+std::string MsSqlLiveTest::reported() const {
+    std::string out;
+    for (const auto& report : errors->reports())
+        out += report.Error.Description.toStdString() + '\n';
+    return out;
 }
 
 QString MsSqlLiveTest::collation() {

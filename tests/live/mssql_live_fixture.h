@@ -1,14 +1,10 @@
 #pragma once
-// The live SQL Server tests' server and fixture. SQL Server cannot run on this platform, so these
-// tests run only when QLDB_TEST_MSSQL names one, as an ODBC connection string such as
+// The live SQL Server tests' fixture. SQL Server cannot run on this platform, so these tests run only
+// when QLDB_TEST_MSSQL names one, as an ODBC connection string such as
 //     DRIVER={FreeTDS};SERVER=host;PORT=1433;UID=sa;PWD=secret;TDS_Version=7.4
-// and skip with a message otherwise (CI included). Every test gets a database of its own, created
-// in SetUp and dropped in TearDown, and a qlConnection opened on it the way a host opens one: by
-// its Server, DatabaseName, User and Password, provider SQLServer. A server that cannot be reached
-// fails SetUp with the driver's reason.
-//
-//     class MyLive : public MsSqlLiveTest {};
-//     TEST_F(MyLive, Something) { cn().Execute("CREATE TABLE T (A INT)"); ... }
+// and skip with a message otherwise (CI included). Every test gets a database of its own, created in
+// SetUp and dropped in TearDown, and cn(), a qlConnection opened on it as a host opens one: by Server,
+// DatabaseName, User and Password, provider SQLServer. An unreachable server fails SetUp with the reason.
 #include "connection/ql_connection.h"
 #include "structure/ql_database.h"
 #include "support/recording_host_objects.h"
@@ -23,70 +19,55 @@
 
 namespace qldb::test {
 
-// What a host would set on its connection, read from the connection string.
+// What a host would set on its connection, and the driver and TDS version, read from the string:
+// SERVER (or ADDRESS, ADDR, "Data Source"; "tcp:" dropped) and PORT giving "host,port", UID (or
+// "User ID", User), PWD (or Password), DRIVER, TDS_Version. Keys in any case, values may be braced.
 struct MsSqlServerSettings {
-    QString Server; // "host,port", or "host" (or "host\instance") when the string names no port
-    QString User;
-    QString Password;
-    // The ODBC driver and TDS version the string names, empty when it names none.
-    QString Driver;
-    QString TdsVersion;
+    QString Server, User, Password, Driver, TdsVersion;
 };
-
-// The settings of an ODBC connection string: SERVER (or ADDRESS, ADDR, "Data Source"; a "tcp:"
-// prefix is dropped) and PORT, UID (or "User ID"), PWD (or Password), DRIVER, TDS_Version. Values
-// may be braced ("PWD={a;b}"). Keys are read without regard to case.
 MsSqlServerSettings ParseMsSqlConnectionString(const QString& sConnectionString);
 
-// A database name no other test or parallel run uses: qldb_live_<pid>_<random>_<counter>.
-QString UniqueDatabaseName();
+// Runs a statement; false, with the reason, when it failed in any way.
+bool RunStatement(qlConnection& connection, const QString& sSql, QString* sWhy);
 
-// Finalizes the connection, whatever state a test left it in, and drops it.
-void Release(std::unique_ptr<qlConnection>& connection);
-
-// Drops a test's database from a session on master, best effort and complete: ends the database's
-// other sessions where the server allows it, drops it whatever that gave, and when the drop fails
-// tries it once more on a session from fnReconnect. Empty when the database is gone, else why not.
+// Drops a test's database from a session on master, best effort and complete: ends its other sessions
+// where the server allows it, drops it whatever that gave, and when the drop fails tries once more on
+// a session from fnReconnect. Empty when the database is gone, else why not.
 QString DropTestDatabase(qlConnection& master, const QString& sDatabase,
                          const std::function<std::unique_ptr<qlConnection>()>& fnReconnect);
 
 class MsSqlLiveTest : public ::testing::Test {
 protected:
-    // Skips when no server is named; else creates the test's database and opens cn() on it.
     void SetUp() override;
-    // Best effort and complete: closes the test's connections, ends other sessions on the database
-    // where the server allows it, and drops the database whatever went before. A database that
+    // Closes the test's connections and drops its database whatever went before; a database that
     // cannot be dropped fails the test, with its name.
     void TearDown() override;
 
-    // A new qlConnection on sDatabase (default: the test's database), opened, raising its errors
-    // to `errors`, its boxes to `host` (answered Cancel).
+    // A new qlConnection on sDatabase (default: the test's), opened, raising to `errors`, its boxes
+    // to `host` (answered Cancel).
     std::unique_ptr<qlConnection> connect(const QString& sDatabase = QString()) const;
     // The first column of the first row (on cn() unless told), Empty without a row.
     QVariant scalar(const QString& sSql, qlConnection* on = nullptr);
-    // The collation of the test's database.
-    QString collation();
+    QString collation(); // of the test's database
+    // The descriptions of the errors reported to `errors`, one a line; empty when none was.
+    std::string reported() const;
 
     qlConnection& cn() { return *m_cn; }
     const QString& databaseName() const { return m_database; }
     const MsSqlServerSettings& server() const { return m_server; }
 
-    // Shared by every connection the fixture opens and by `database`.
     std::shared_ptr<ScriptedErrorService> errors =
         std::make_shared<ScriptedErrorService>(kDecisionLeave, kErrorModeRaise);
     std::shared_ptr<ScriptedHostServices> host = std::make_shared<ScriptedHostServices>();
-    // The structure engine on cn(), logging to `log`.
-    qlDatabase database;
+    qlDatabase database; // on cn(), logging to `log`
     std::shared_ptr<RecordingRichTextLog> log = std::make_shared<RecordingRichTextLog>();
 
 private:
-    // A session on master for creating and dropping databases, which may take a while.
-    std::unique_ptr<qlConnection> connectMaster() const;
+    std::unique_ptr<qlConnection> connectMaster() const; // with a long timeout for CREATE/DROP
 
     MsSqlServerSettings m_server;
     QString m_database;
-    std::unique_ptr<qlConnection> m_master;
-    std::unique_ptr<qlConnection> m_cn;
+    std::unique_ptr<qlConnection> m_master, m_cn;
 };
 
 } // namespace qldb::test

@@ -15,12 +15,13 @@ namespace {
 // The one part of the suite that runs without a server: what a host would set, read from the
 // string that names the server.
 TEST(MsSqlLiveFixture, ReadFromTheConnectionString) {
-    const MsSqlServerSettings a = ParseMsSqlConnectionString(
-        "DRIVER={FreeTDS};SERVER=db.example;PORT=1433;UID=sa;PWD={se;cr}}et};TDS_Version=7.4");
-    EXPECT_EQ(QStringList({a.Server, a.User, a.Password, a.Driver, a.TdsVersion}).join('|'),
-              "db.example,1433|sa|se;cr}et|FreeTDS|7.4");
-    const MsSqlServerSettings b = ParseMsSqlConnectionString("Server=tcp:10.0.0.5,14330;uid=app;pwd=x");
-    EXPECT_EQ(QStringList({b.Server, b.User, b.Password, b.Driver}).join('|'), "10.0.0.5,14330|app|x|");
+    for (const auto& [string, settings] : std::initializer_list<std::pair<const char*, const char*>>{
+             {"DRIVER={FreeTDS};SERVER=db.example;PORT=1433;UID=sa;PWD={se;cr}}et};TDS_Version=7.4",
+              "db.example,1433|sa|se;cr}et|FreeTDS|7.4"},
+             {"Server=tcp:10.0.0.5,14330;uid=app;pwd=x", "10.0.0.5,14330|app|x||"}}) {
+        const MsSqlServerSettings s = ParseMsSqlConnectionString(string);
+        EXPECT_EQ(QStringList({s.Server, s.User, s.Password, s.Driver, s.TdsVersion}).join('|'), settings);
+    }
 }
 
 // A server that refuses the single-user switch, and a session that breaks, still lose the database.
@@ -52,14 +53,12 @@ TEST(MsSqlLiveFixture, CleanUpDropsTheDatabaseWhateverFails) {
 using MsSqlLive = MsSqlLiveTest;
 
 TEST_F(MsSqlLive, TransactionsTheSqlWayFollowTheServerCount) {
-    EXPECT_EQ(cn().BeginTrans(VB_FALSE), 1);
-    EXPECT_EQ(cn().BeginTrans(VB_FALSE, "T1"), 2);
-    EXPECT_EQ(cn().TransactionCount(), 2);
-    EXPECT_EQ(cn().CommitTrans(VB_FALSE), 1);
-    EXPECT_EQ(cn().BeginTrans(VB_FALSE), 2);
     // A rollback without a savepoint name ends every level at once.
-    EXPECT_EQ(cn().RollbackTrans(VB_FALSE), 0);
-    EXPECT_EQ(cn().TransactionCount(), 0);
+    EXPECT_EQ(
+        (std::vector<int32_t>{cn().BeginTrans(VB_FALSE), cn().BeginTrans(VB_FALSE, "T1"),
+                              cn().TransactionCount(), cn().CommitTrans(VB_FALSE), cn().BeginTrans(VB_FALSE),
+                              cn().RollbackTrans(VB_FALSE), cn().TransactionCount()}),
+        (std::vector<int32_t>{1, 2, 2, 1, 2, 0, 0}));
 }
 
 TEST_F(MsSqlLive, ScriptsRunPieceByPieceAndProceduresTakeParameters) {
@@ -72,8 +71,7 @@ TEST_F(MsSqlLive, ScriptsRunPieceByPieceAndProceduresTakeParameters) {
                                           "GO\n"
                                           "CREATE VIEW LIVE_V AS SELECT A FROM LIVE_T\n");
     bool bError = true;
-    EXPECT_TRUE(cn().ExecuteScript(script, false, &bError));
-    EXPECT_FALSE(bError);
+    EXPECT_TRUE(cn().ExecuteScript(script, false, &bError) && !bError);
 
     qlQueryConstructor params;
     params.AddProcedureParam("@A", 7, ql_eDataType::TypeInt);
@@ -94,7 +92,6 @@ TEST_F(MsSqlLive, ReadUncommittedPrefixAndCatalogReads) {
     cn().setReadUncommitted(true);
     EXPECT_EQ(ToLong(scalar("   select 1 AS X")), 1);
     cn().setReadUncommitted(false);
-
     cn().Execute("CREATE TABLE LIVE_K (ID INT NOT NULL PRIMARY KEY, C INT DEFAULT ((0)))");
     cn().Execute("CREATE INDEX IX_LIVE_K_C ON LIVE_K (C)");
     EXPECT_EQ(cn().GetTableKeys("LIVE_K"), "ID");
@@ -102,9 +99,8 @@ TEST_F(MsSqlLive, ReadUncommittedPrefixAndCatalogReads) {
     cn().Execute("CREATE INDEX IX_LIVE_K_COVER ON LIVE_K (C DESC) INCLUDE (ID)");
     EXPECT_EQ(cn().GetIndexCode("LIVE_K", "IX_LIVE_K_COVER"),
               "CREATE NONCLUSTERED INDEX IX_LIVE_K_COVER ON dbo.LIVE_K (C DESC)  INCLUDE (ID) ");
-    EXPECT_TRUE(cn().TableExist("LIVE_K"));
-    EXPECT_TRUE(cn().ColumnExist("LIVE_K", "C"));
-    EXPECT_FALSE(cn().ColumnExist("LIVE_K", "NOPE"));
+    EXPECT_TRUE(cn().TableExist("LIVE_K") && cn().ColumnExist("LIVE_K", "C") &&
+                !cn().ColumnExist("LIVE_K", "NOPE"));
     EXPECT_EQ(cn().GetColumnAttribute("LIVE_K", "C", ql_eColumnAttribute::DefaultValue).toString(), "(0)");
     EXPECT_FALSE(cn().CollectionName().isEmpty());
 }

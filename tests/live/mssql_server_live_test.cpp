@@ -20,14 +20,10 @@ protected:
 
     void TearDown() override {
         // Best effort, on the MSDB connection: whatever a failed test left behind goes.
-        for (const QString& sql : m_cleanUp) {
-            bool bError = false;
-            try {
-                if (m_sys && m_sys->MSDBConnection())
-                    m_sys->MSDBConnection()->Execute(sql, &bError);
-            } catch (const qlException&) {
-            }
-        }
+        QString why;
+        for (const QString& sql : m_cleanUp)
+            if (m_sys && m_sys->MSDBConnection())
+                RunStatement(*m_sys->MSDBConnection(), sql, &why);
         if (m_sys)
             m_sys->Finalize();
         MsSqlLiveTest::TearDown();
@@ -64,7 +60,7 @@ TEST_F(MsSqlServerLive, JobLifecycle) {
     EXPECT_FALSE(m_sys->DeleteJobSchedule(job, "Orlina_Schedule"));
     EXPECT_TRUE(m_sys->DeleteJob(job));
     EXPECT_EQ(m_sys->JobCurrentStatus(job), ql_eMsSqlJobExecutionStatus::eMsSqlJobDontExists);
-    EXPECT_TRUE(errors->reports().empty());
+    EXPECT_EQ(reported(), "");
 }
 
 TEST_F(MsSqlServerLive, FileListOfABackupMadeHere) {
@@ -88,18 +84,16 @@ TEST_F(MsSqlServerLive, FileListOfABackupMadeHere) {
 
 TEST_F(MsSqlServerLive, TablesAndManagedDatabases) {
     const QString db = databaseName();
-    cn().Execute("CREATE TABLE SYS_DBS (ID INT)");
-    cn().Execute("CREATE TABLE A01_CLI (ID INT)");
+    for (const QString table : {"SYS_DBS", "A01_CLI"})
+        cn().Execute("CREATE TABLE " + table + " (ID INT)");
     const MsSqlServerSettings& s = server();
     const QStringList tables = m_sys->GetTables(s.Server, s.User, s.Password, db.toUpper());
     EXPECT_TRUE(tables.contains("SYS_DBS") && tables.contains("A01_CLI"));
     EXPECT_TRUE(m_sys->GetTables(s.Server, s.User, s.Password, db + "_none").isEmpty());
     bool missing = false;
-    EXPECT_TRUE(m_sys->GetMirandoDb(s.Server, s.User, s.Password, &missing).contains(db));
-    EXPECT_FALSE(missing);
-    EXPECT_TRUE(m_sys->GetMirandoDb("127.0.0.1,1", s.User, s.Password, &missing).isEmpty());
-    EXPECT_TRUE(missing);
-    EXPECT_TRUE(errors->reports().empty());
+    EXPECT_TRUE(m_sys->GetMirandoDb(s.Server, s.User, s.Password, &missing).contains(db) && !missing);
+    EXPECT_TRUE(m_sys->GetMirandoDb("127.0.0.1,1", s.User, s.Password, &missing).isEmpty() && missing);
+    EXPECT_EQ(reported(), "");
 }
 
 TEST_F(MsSqlServerLive, SingleUserSwitchAndServerState) {

@@ -1,8 +1,9 @@
-// Table alteration on real servers, with the statements the query constructor writes for them
-// (SQLite the file database's words, PostgreSQL the MySQL ones): a missing table created from its
-// node, a column added, and a column script that fails half way rolled back whole.
+// The table writer and table alteration on real servers. Alteration runs the statements the query
+// constructor writes (SQLite the file database's words, PostgreSQL the MySQL ones): a missing table
+// created from its node, a column added, and a column script that fails half way rolled back whole.
 #include "live/live_files.h"
 #include "platform/tools/conversions.h"
+#include "structure/structure_document.h"
 #include "structure/table_pass.h"
 #include "support/live_servers.h"
 
@@ -112,6 +113,29 @@ TEST_P(StructureAlterationLive, FailingColumnScriptIsRolledBackWhole) {
 }
 
 QLDB_INSTANTIATE_LIVE_TEST(StructureAlterationLive, LiveServer::SQLite, LiveServer::PostgreSQL);
+
+// The table writer on servers other than SQL Server: their catalog walk gives the columns, and the
+// catalog reads that only SQL Server answers leave descriptions, defaults and keys empty.
+using WritersLive = LiveDatabaseTest;
+TEST_P(WritersLive, TableElementFromTheCatalogWalk) {
+    ScopedTable table(*session->conn->ADODBConnection(), QStringLiteral("w"));
+    session->conn->Execute("CREATE TABLE " + table.name() +
+                           " (a INTEGER NOT NULL PRIMARY KEY, b VARCHAR(20), c DOUBLE PRECISION)");
+    const QDomElement element = database.GetXmlTableDefinition(table.name());
+    EXPECT_TRUE(session->errors->reports().empty());
+    EXPECT_EQ(ChildText(element, 0), table.name().toUpper());
+    QStringList seen; // name, position, type, size, primary key
+    for (QDomNode f = ChildAt(element, 1).firstChild(); !f.isNull(); f = f.nextSibling())
+        seen << QStringList{ChildText(f, 0), ChildText(f, 1), ChildText(f, 3), ChildText(f, 4),
+                            ChildText(f, 7)}
+                    .join(u' ');
+    // The Unicode driver of PostgreSQL reports its text columns as wide ones.
+    const QString text = server() == LiveServer::PostgreSQL ? "TypeVarCharUnicode" : "TypeVarChar";
+    EXPECT_EQ(seen, (QStringList{"a 1 TypeInt 4 False", "b 2 " + text + " 20 False", "c 3 TypeDbl 8 False"}));
+    EXPECT_EQ(ChildCount(ChildAt(element, 2)), 0); // no indexes either
+}
+
+QLDB_INSTANTIATE_LIVE_TEST(WritersLive, LiveServer::SQLite, LiveServer::PostgreSQL);
 
 } // namespace
 } // namespace test
