@@ -204,6 +204,8 @@ bool InPass(const BulkCopyJob& job, PassReport& report, IDbConnection& connectio
             QString bad;
             for (size_t c = 0; c < columns.size() && bad.isEmpty(); ++c) {
                 QVariant v = BulkFieldValue(fields[r * width + hostField[c]], kinds[c]);
+                // The driver's own wording for a value that doesn't convert (SQLSTATE 22018), so an
+                // error file reads the same whichever copier wrote it.
                 if (!v.isValid())
                     bad = QStringLiteral("Column %1: Invalid character value for cast specification")
                               .arg(c + 1);
