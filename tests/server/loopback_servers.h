@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
-#include <QString>
 #include <QTemporaryDir>
 #include <QThread>
 #include <atomic>
@@ -14,10 +13,8 @@
 #include <vector>
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <pwd.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 namespace qldb::test {
@@ -26,10 +23,7 @@ namespace qldb::test {
 // connected to port, or -1 when nothing listens there.
 inline int Loopback(int type, int& port) {
     const int fd = ::socket(AF_INET, type, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_port = htons(static_cast<uint16_t>(port));
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in a{AF_INET, htons(static_cast<uint16_t>(port)), {htonl(INADDR_LOOPBACK)}, {}};
     socklen_t size = sizeof(a);
     auto* p = reinterpret_cast<sockaddr*>(&a);
     if (port != 0) {
@@ -44,9 +38,9 @@ inline int Loopback(int type, int& port) {
     return fd;
 }
 
-// An smbd on a free port, sharing one folder as "backup" to the current user with a password.
-// Everything it needs lives in a temporary folder; it stops when the object goes. Without smbd on
-// the machine (or able to start) available() is false and why() says why.
+// An smbd on a free port, sharing one folder as "backup" to the current user with a password, all
+// its state in a temporary folder; it stops when the object goes. Without smbd on the machine (or
+// able to start) available() is false and why() says why.
 class SambaServer {
 public:
     SambaServer() { m_ready = start(); }
@@ -54,13 +48,11 @@ public:
         m_smbd.terminate();
         m_smbd.waitForFinished(5000); // and QProcess kills what is left
     }
-
     bool available() const { return m_ready; }
     const QString& why() const { return m_why; }
     QString serverUrl() const { return QStringLiteral("smb://127.0.0.1:%1").arg(m_port); }
     QString shareUrl() const { return serverUrl() + QStringLiteral("/backup/"); }
-    // The local folder behind the share.
-    QString folder() const { return m_dir.filePath(QStringLiteral("share")); }
+    QString folder() const { return m_dir.filePath(QStringLiteral("share")); } // the one behind the share
     const QString& user() const { return m_user; }
     static QString password() { return QStringLiteral("qldb-Secret1"); }
 
@@ -76,13 +68,11 @@ private:
         if (const passwd* pw = ::getpwuid(::getuid()))
             m_user = QString::fromLocal8Bit(pw->pw_name);
         ::close(Loopback(SOCK_STREAM, m_port));
-        const QString d = m_dir.path();
+        const QString d = m_dir.path(), conf = d + "/smb.conf";
         QDir(d).mkpath("share");
         QDir(d).mkpath("var");
-        const QString conf = d + "/smb.conf";
         QFile file(conf);
         file.open(QIODevice::WriteOnly);
-        // Every directory smbd keeps state in is the test's own.
         file.write(
             QStringLiteral("[global]\ninterfaces = 127.0.0.1\nbind interfaces only = yes\nsmb ports = %2\n"
                            "disable netbios = yes\nload printers = no\ndisable spoolss = yes\n"
@@ -103,8 +93,8 @@ private:
             return false;
         }
         m_smbd.setProcessChannelMode(QProcess::MergedChannels);
-        // smbd signals its whole process group when it stops: it gets a session of its own so that
-        // the signal never reaches the test.
+        // smbd signals its whole process group when it stops: a session of its own keeps the
+        // signal from the test.
         m_smbd.setChildProcessModifier([] { ::setsid(); });
         m_smbd.start(smbd, {"--foreground", "--no-process-group", "--configfile=" + conf});
         QElapsedTimer clock;
@@ -122,10 +112,9 @@ private:
 
     QTemporaryDir m_dir;
     QProcess m_smbd; // after m_dir: stopped before its folder goes
-    QString m_user;
+    QString m_user, m_why;
     int m_port = 0;
     bool m_ready = false;
-    QString m_why;
 };
 
 // A browser service on a loopback port: answers each request with the datagrams it was given.
@@ -133,26 +122,24 @@ class BrowserResponder {
 public:
     explicit BrowserResponder(std::vector<QByteArray> answers) : m_answers(std::move(answers)) {
         m_fd = Loopback(SOCK_DGRAM, m_port);
-        // Reads give up every 50 ms so that the thread sees the stop.
-        const timeval tick{0, 50000};
+        const timeval tick{0, 50000}; // reads give up every 50 ms so that the thread sees the stop
         ::setsockopt(m_fd, SOL_SOCKET, SO_RCVTIMEO, &tick, sizeof(tick));
-        m_thread = std::thread([this] {
-            while (!m_stop) {
+        m_thread = std::jthread([this](std::stop_token stop) {
+            while (!stop.stop_requested()) {
                 char request[16];
                 sockaddr_in from{};
-                socklen_t fromSize = sizeof(from);
+                socklen_t size = sizeof(from);
                 auto* f = reinterpret_cast<sockaddr*>(&from);
-                if (::recvfrom(m_fd, request, sizeof(request), 0, f, &fromSize) != 1 || request[0] != 0x02)
+                if (::recvfrom(m_fd, request, sizeof(request), 0, f, &size) != 1 || request[0] != 0x02)
                     continue;
                 ++m_requests;
                 for (const QByteArray& answer : m_answers)
-                    ::sendto(m_fd, answer.constData(), answer.size(), 0, f, fromSize);
+                    ::sendto(m_fd, answer.constData(), answer.size(), 0, f, size);
             }
         });
     }
     ~BrowserResponder() {
-        m_stop = true;
-        m_thread.join();
+        m_thread = {}; // stops and joins before the socket goes
         ::close(m_fd);
     }
     int port() const { return m_port; }
@@ -160,11 +147,9 @@ public:
 
 private:
     std::vector<QByteArray> m_answers;
-    int m_fd = -1;
-    int m_port = 0;
-    std::atomic<bool> m_stop{false};
+    int m_fd = -1, m_port = 0;
     std::atomic<int> m_requests{0};
-    std::thread m_thread;
+    std::jthread m_thread;
 };
 
 } // namespace qldb::test

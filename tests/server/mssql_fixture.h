@@ -2,42 +2,18 @@
 // A host connection, and a qlMsSqlSystem and the backup wizard's logic whose MSDB connection is a
 // scripted one (msdb), so that what reaches the server reads back in order; settings of the test's
 // own (root).
-#include "connection/ql_connection.h"
 #include "dialogs/backup/backup_wizard_logic.h"
 #include "platform/tools/configuration.h"
 #include "platform/tools/product_folders.h"
 #include "server/ql_mssql_system.h"
+#include "support/live_servers.h"
 #include "support/scripted_connection.h"
-#include "support/scripted_error_service.h"
-#include "support/scripted_host_services.h"
-
-#include <QStringList>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-#include <memory>
-#include <ostream>
-#include <vector>
-
-inline void PrintTo(const QString& s, std::ostream* os) {
-    *os << '"' << s.toStdString() << '"';
-}
 
 namespace qldb::test {
-
-// "number: description" of what the call raises, "none" when it raises nothing.
-inline QString Failure(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const qlException& e) {
-        return QString::number(e.number()) + QStringLiteral(": ") + e.description();
-    }
-    return QStringLiteral("none");
-}
 
 class MsSqlSystemTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        conn = std::make_unique<qlConnection>();
         conn->setADODBConnection(std::make_shared<ScriptedConnection>());
         conn->setHostServices(host);
         conn->setErrors(errors);
@@ -93,7 +69,7 @@ protected:
     std::shared_ptr<ScriptedConnection> msdb = std::make_shared<ScriptedConnection>();
     std::shared_ptr<ScriptedHostServices> host = std::make_shared<ScriptedHostServices>();
     std::shared_ptr<ScriptedErrorService> errors = std::make_shared<ScriptedErrorService>();
-    std::unique_ptr<qlConnection> conn;
+    std::unique_ptr<qlConnection> conn = std::make_unique<qlConnection>();
     std::unique_ptr<qlMsSqlSystem> sys;
     QTemporaryDir root;
     BackupWizardLogic wizard; // the backup wizard's logic on the same MSDB, with a fixed clock
